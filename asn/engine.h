@@ -1,0 +1,5 @@
+#pragma once
+
+#include "asn/asn.h"
+
+namespace qel {}  // namespace qel

@@ -1,0 +1,21 @@
+// The certificate library's whole public API: the DER runtime, the type
+// catalogue and the toolkit. Everything lives in namespace qel.
+#pragma once
+
+#include "asn/asn.h"
+#include "asn/engine.h"
+
+#include "types/names.h"
+#include "types/certificate.h"
+#include "types/general_names.h"
+#include "types/crl.h"
+#include "types/request.h"
+#include "types/oraddress.h"
+#include "types/messages.h"
+
+#include "toolkit/codes.h"
+#include "toolkit/md5.h"
+#include "toolkit/base64.h"
+#include "toolkit/timeconv.h"
+#include "toolkit/dname.h"
+#include "toolkit/compare.h"

@@ -1,0 +1,2 @@
+// Fingerprints of the certificate file.
+#include "tool/fingerprint.h"
