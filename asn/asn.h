@@ -81,7 +81,7 @@ uint32_t take_tag(const uint8_t** cursor, int32_t tag, const uint8_t* limit);
 // immune to address wrap.
 inline bool fits(const uint8_t* position, uint32_t length, const uint8_t* limit) {
   return position <= limit && length <= static_cast<uint64_t>(limit - position) &&
-         length <= 0x7FFFFFFFu;
+         length <= 0x7FFF0000u;
 }
 
 // The single point every stored code passes through. Does nothing; a place to

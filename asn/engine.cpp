@@ -1,0 +1,484 @@
+// One generic implementation per shape of the seven operations, driven by a
+// type's descriptor.
+#include "asn/engine.h"
+
+#include <cstdlib>
+#include <utility>
+#include <cstring>
+
+#include "asn/internal.h"
+
+namespace qel::engine {
+
+namespace {
+
+// Untyped access to the members of a record.
+inline void* member_at(void* record, uint32_t offset) {
+  return static_cast<char*>(record) + offset;
+}
+inline void*& pointer_at(void* record, uint32_t offset) {
+  return *static_cast<void**>(member_at(record, offset));
+}
+
+struct ChoiceHead {
+  uint8_t tag;
+  void* value;
+};
+inline ChoiceHead& choice_of(void* record) { return *static_cast<ChoiceHead*>(record); }
+
+inline int32_t& count_of(void* record) { return *static_cast<int32_t*>(record); }
+inline void** items_of(const TypeDesc* d, void* record) {
+  return static_cast<void**>(member_at(record, d->items_offset));
+}
+
+// Operations of a field's or element's type.
+inline void* t_make(const TypeDesc* t) { return t->ops->make(t); }
+inline void t_dip(const TypeDesc* t, void* v) { t->ops->dip(t, v); }
+inline void t_drop(const TypeDesc* t, void* v) { t->ops->drop(t, v); }
+inline int32_t t_size(const TypeDesc* t, void* v, int32_t h) { return t->ops->size(t, v, h); }
+inline void t_pack(const TypeDesc* t, uint8_t** c, void* v, int32_t tag, int32_t* err) {
+  t->ops->pack(t, c, v, tag, err);
+}
+inline int32_t t_uip(const TypeDesc* t, void* v, const uint8_t** c, const uint8_t* limit,
+                     int32_t tag, int32_t* err) {
+  return t->ops->uip(t, v, c, limit, tag, err);
+}
+
+inline bool embedded(const FieldDesc& f) {
+  return f.form == Form::Inline || f.form == Form::ExplicitInline;
+}
+inline bool is_explicit(const FieldDesc& f) {
+  return f.form == Form::ExplicitInline || f.form == Form::ExplicitOptional;
+}
+
+// The member a field's operations work on: the embedded record, or the
+// pointer held (null when absent).
+inline void* field_value(const FieldDesc& f, void* record) {
+  return embedded(f) ? member_at(record, f.offset) : pointer_at(record, f.offset);
+}
+
+// Whether a field takes part in sizing and packing.
+inline bool field_present(const FieldDesc& f, void* member) {
+  if (member == nullptr) return false;
+  if (f.flags & FIELD_MAYBE_ABSENT) return choice_of(member).value != nullptr;
+  return true;
+}
+
+int32_t field_size(const FieldDesc& f, void* member) {
+  if (!field_present(f, member)) return 0;
+  const int32_t inner = t_size(f.type, member, 1);
+  if (!is_explicit(f)) return inner;
+  return tagged(inner, (f.flags & FIELD_WRAPPER_FORCED) ? 1 : 0);
+}
+
+// Compares what an encoder wrote with what it announced.
+void check_written(const uint8_t* start, const uint8_t* now, int32_t expected, int32_t* err) {
+  const int64_t written = now - start;
+  if (written < expected) set_err(err, ASN_PACK_SHORT);
+  else if (written > expected) set_err(err, ASN_PACK_LONG);
+}
+
+bool cursor_usable(uint8_t** cursor, int32_t* err) {
+  if (cursor == nullptr) return set_err(err, ASN_OUT_NO_CURSOR), false;
+  if (*cursor == nullptr) return set_err(err, ASN_OUT_NO_POSITION), false;
+  return true;
+}
+
+// Common first steps of a sequence or list decoder. Returns 1 with `end` set
+// when the header is good; 0 when the element is not here or refused.
+// `overrun` tells the caller that the header ran past `limit`.
+int32_t read_header(void* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                    int32_t* err, const uint8_t*& end, bool& overrun) {
+  overrun = false;
+  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
+  const uint8_t* pos = *cursor;
+  if (pos >= limit || *pos != static_cast<uint8_t>(tag)) return 0;
+  ++pos;
+  const uint32_t n = get_lth(&pos, limit);
+  if (!fits(pos, n, limit)) {
+    set_err(err, ASN_OVERRUN);
+    *cursor = limit;
+    overrun = true;
+    return 0;
+  }
+  *cursor = pos;
+  end = pos + n;
+  return 1;
+}
+
+// Closing step of sequences and lists: where the position stands against end.
+void check_end(const uint8_t* pos, const uint8_t* end, int32_t* err) {
+  if (pos > end) set_err(err, ASN_OVERRUN);
+  else if (pos < end) set_err(err, ASN_LEFTOVER);
+}
+
+// ---------------------------------------------------------------------------
+// Sequence
+
+void seq_dip(const TypeDesc* d, void* v) {
+  if (v == nullptr) return;
+  for (uint32_t i = 0; i < d->field_count; ++i) {
+    const FieldDesc& f = d->fields[i];
+    if (embedded(f)) {
+      t_dip(f.type, member_at(v, f.offset));
+    } else {
+      void*& p = pointer_at(v, f.offset);
+      t_drop(f.type, p);
+      p = nullptr;
+    }
+  }
+}
+
+int32_t seq_size(const TypeDesc* d, void* v, int32_t with_header) {
+  if (v == nullptr) return 0;
+  uint32_t sum = 0;
+  for (uint32_t i = 0; i < d->field_count; ++i) {
+    const FieldDesc& f = d->fields[i];
+    sum += static_cast<uint32_t>(field_size(f, field_value(f, v)));
+  }
+  const auto content = static_cast<int32_t>(sum);
+  return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
+}
+
+void seq_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err) {
+  if (v == nullptr || !cursor_usable(cursor, err)) return;
+  const int32_t content = seq_size(d, v, 0);
+  put_tag(cursor, tag, static_cast<uint32_t>(content));
+  const uint8_t* start = *cursor;
+  for (uint32_t i = 0; i < d->field_count; ++i) {
+    const FieldDesc& f = d->fields[i];
+    void* member = field_value(f, v);
+    if (!field_present(f, member)) continue;
+    if (is_explicit(f)) {
+      // The wrapper goes out exactly when sizing counted it.
+      const int32_t inner = t_size(f.type, member, 1);
+      if (tagged(inner, (f.flags & FIELD_WRAPPER_FORCED) ? 1 : 0) == 0) continue;
+      put_tag(cursor, f.wrapper, static_cast<uint32_t>(inner));
+    }
+    t_pack(f.type, cursor, member, f.tag, err);
+  }
+  check_written(start, *cursor, content, err);
+}
+
+// Decodes one field of a sequence, folding a required field's result into
+// `result`.
+void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_t* end,
+               int32_t* err, int32_t& result) {
+  switch (f.form) {
+    case Form::Inline:
+      if (f.flags & FIELD_MAYBE_ABSENT) {
+        const int32_t saved = *err;
+        t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
+        *err = saved;
+      } else {
+        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
+      }
+      return;
+    case Form::Optional: {
+      void*& p = pointer_at(v, f.offset);
+      t_drop(f.type, p);
+      p = unpack(f.type, cursor, end, f.tag, err);
+      return;
+    }
+    case Form::ExplicitInline:
+    case Form::ExplicitOptional: {
+      const uint32_t n = take_tag(cursor, f.wrapper, end);
+      if (n == 0) return;  // absent or empty wrapper: the field is not missed
+      const uint8_t* inner_start = *cursor;
+      if (f.form == Form::ExplicitInline) {
+        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
+      } else {
+        void*& p = pointer_at(v, f.offset);
+        t_drop(f.type, p);
+        p = unpack(f.type, cursor, end, f.tag, err);
+      }
+      // The inner element was read against the sequence's end; the wrapper's
+      // own end is only compared with (it may lie beyond the input).
+      if (static_cast<uint64_t>(*cursor - inner_start) != n) set_err(err, ASN_WRAPPER_END);
+      return;
+    }
+  }
+}
+
+int32_t seq_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
+                int32_t tag, int32_t* err) {
+  if (err == nullptr) return 0;
+  const uint8_t* end = nullptr;
+  bool overrun = false;
+  if (!read_header(v, cursor, limit, tag, err, end, overrun)) return 0;
+  int32_t result = 1;
+  for (uint32_t i = 0; i < d->field_count; ++i) {
+    if (i >= d->trailing_from && *cursor >= end) return result;
+    seq_field(d->fields[i], v, cursor, end, err, result);
+  }
+  if ((d->flags & TYPE_HAS_REQUIRED) && result == 0) set_err(err, ASN_FIELD_FAILED);
+  check_end(*cursor, end, err);
+  return result;
+}
+
+// ---------------------------------------------------------------------------
+// Sequence-of and set-of
+
+int32_t clamped_count(const TypeDesc* d, void* v) {
+  const int32_t count = count_of(v);
+  if (count <= 0) return 0;
+  return static_cast<uint32_t>(count) > d->capacity ? static_cast<int32_t>(d->capacity) : count;
+}
+
+// Releases the element records in slots from `first` on. Slots are filled
+// from the front, so the first empty slot ends the scan.
+void release_from(const TypeDesc* d, void* v, int32_t first) {
+  void** items = items_of(d, v);
+  for (uint32_t i = static_cast<uint32_t>(first); i < d->capacity && items[i] != nullptr; ++i) {
+    t_drop(d->element, items[i]);
+    items[i] = nullptr;
+  }
+}
+
+void list_dip(const TypeDesc* d, void* v) {
+  if (v == nullptr) return;
+  void** items = items_of(d, v);
+  const int32_t n = clamped_count(d, v);
+  for (int32_t i = 0; i < n; ++i) {
+    t_drop(d->element, items[i]);
+    items[i] = nullptr;
+  }
+}
+
+int32_t list_size(const TypeDesc* d, void* v, int32_t with_header) {
+  if (v == nullptr) return 0;
+  void** items = items_of(d, v);
+  const int32_t n = clamped_count(d, v);
+  uint32_t sum = 0;
+  for (int32_t i = 0; i < n; ++i) sum += static_cast<uint32_t>(t_size(d->element, items[i], 1));
+  const auto content = static_cast<int32_t>(sum);
+  return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
+}
+
+// Writes the elements of a set-of in DER order: each encoded into a zeroed
+// block as long as the longest encoding, blocks sorted by memcmp.
+void setof_elements(const TypeDesc* d, uint8_t** cursor, void** items, int32_t n, int32_t* err,
+                    bool& stopped) {
+  struct Entry {
+    uint8_t* block;
+    int32_t size;
+  };
+  Entry work[kMaxSetOfCapacity];
+  int32_t longest = 0;
+  for (int32_t i = 0; i < n; ++i) {
+    work[i] = Entry{nullptr, t_size(d->element, items[i], 1)};
+    if (work[i].size > longest) longest = work[i].size;
+  }
+  const auto release = [&](int32_t upto) {
+    for (int32_t i = 0; i < upto; ++i) std::free(work[i].block);
+  };
+  const size_t block_size = static_cast<size_t>(longest);
+  for (int32_t i = 0; i < n; ++i) {
+    work[i].block = static_cast<uint8_t*>(std::calloc(1, block_size > 0 ? block_size : 1));
+    if (work[i].block == nullptr) {
+      set_err(err, ASN_NO_MEMORY);
+      release(i);
+      stopped = true;
+      return;
+    }
+    uint8_t* at = work[i].block;
+    t_pack(d->element, &at, items[i], d->element_tag, err);
+    if (*err != 0) {
+      release(i + 1);
+      stopped = true;
+      return;
+    }
+  }
+  for (int32_t pass = 0; pass + 1 < n; ++pass) {
+    for (int32_t j = 0; j + 1 < n; ++j) {
+      const int c = std::memcmp(work[j].block, work[j + 1].block, block_size);
+      if (c == 0) {
+        set_err(err, ASN_SETOF_DUPLICATE);
+        release(n);
+        stopped = true;
+        return;
+      }
+      if (c > 0) std::swap(work[j], work[j + 1]);
+    }
+  }
+  for (int32_t i = 0; i < n; ++i) {
+    std::memcpy(*cursor, work[i].block, static_cast<size_t>(work[i].size));
+    *cursor += work[i].size;
+    std::free(work[i].block);
+  }
+}
+
+void list_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err) {
+  if (v == nullptr || !cursor_usable(cursor, err)) return;
+  const bool set_of = d->shape == Shape::SetOf;
+  if (count_of(v) > static_cast<int32_t>(d->capacity)) {
+    set_err(err, set_of ? ASN_SETOF_FULL : ASN_SEQOF_FULL);
+    return;
+  }
+  const int32_t content = list_size(d, v, 0);
+  put_tag(cursor, tag, static_cast<uint32_t>(content));
+  const uint8_t* start = *cursor;
+  void** items = items_of(d, v);
+  const int32_t n = clamped_count(d, v);
+  if (set_of && n > 1) {
+    bool stopped = false;
+    setof_elements(d, cursor, items, n, err, stopped);
+    if (stopped) return;
+  } else {
+    for (int32_t i = 0; i < n; ++i) t_pack(d->element, cursor, items[i], d->element_tag, err);
+  }
+  check_written(start, *cursor, content, err);
+}
+
+int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
+                 int32_t tag, int32_t* err) {
+  if (err == nullptr) return 0;
+  const uint8_t* end = nullptr;
+  bool overrun = false;
+  if (!read_header(v, cursor, limit, tag, err, end, overrun)) {
+    if (overrun) {
+      release_from(d, v, 0);
+      count_of(v) = -1;
+    }
+    return 0;
+  }
+  void** items = items_of(d, v);
+  int32_t& count = count_of(v);
+  count = 0;
+  for (uint32_t i = 0; i < d->capacity && *cursor < end; ++i) {
+    if (items[i] == nullptr) items[i] = t_make(d->element);
+    if (!t_uip(d->element, items[i], cursor, end, d->element_tag, err)) break;
+    count = static_cast<int32_t>(i + 1);
+  }
+  // A failed element and records left from an earlier decode are released
+  // now, so that every record held lies below count.
+  release_from(d, v, count);
+  check_end(*cursor, end, err);
+  return 1;
+}
+
+// ---------------------------------------------------------------------------
+// Choice
+
+const AltDesc* find_alt(const TypeDesc* d, uint8_t tag) {
+  for (uint32_t i = 0; i < d->alt_count; ++i)
+    if (d->alts[i].tag == tag) return &d->alts[i];
+  return nullptr;
+}
+
+// Releases the alternative held and leaves the record as new, so that a
+// record can be released twice or decoded into again without harm.
+void choice_dip(const TypeDesc* d, void* v) {
+  if (v == nullptr) return;
+  ChoiceHead& c = choice_of(v);
+  if (const AltDesc* alt = find_alt(d, c.tag)) {
+    t_drop(alt->type, c.value);
+    c.value = nullptr;
+    c.tag = 0;
+  }
+}
+
+int32_t choice_size(const TypeDesc* d, void* v, int32_t with_header) {
+  if (v == nullptr) return 0;
+  ChoiceHead& c = choice_of(v);
+  int32_t content = 0;
+  if (const AltDesc* alt = find_alt(d, c.tag))
+    content = t_size(alt->type, c.value, (alt->flags & ALT_WRAPPED) ? 1 : 0);
+  return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
+}
+
+void choice_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err) {
+  (void)tag;
+  if (v == nullptr || !cursor_usable(cursor, err)) return;
+  ChoiceHead& c = choice_of(v);
+  const int32_t expected = choice_size(d, v, 1);
+  const uint8_t* start = *cursor;
+  const AltDesc* alt = find_alt(d, c.tag);
+  if (alt == nullptr) {
+    set_err(err, ASN_BAD_CHOICE);
+  } else if (alt->flags & ALT_WRAPPED) {
+    put_tag(cursor, alt->tag, static_cast<uint32_t>(t_size(alt->type, c.value, 1)));
+    t_pack(alt->type, cursor, c.value, alt->inner_tag, err);
+  } else {
+    t_pack(alt->type, cursor, c.value, c.tag, err);
+  }
+  check_written(start, *cursor, expected, err);
+}
+
+int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
+                   int32_t tag, int32_t* err) {
+  (void)tag;
+  if (err == nullptr) return 0;
+  if (v == nullptr) return set_err(err, ASN_NO_RECORD), 0;
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
+  if (*cursor >= limit) return 0;
+  const uint8_t octet = **cursor;
+  const AltDesc* alt = find_alt(d, octet);
+  if (alt == nullptr) return set_err(err, ASN_BAD_CHOICE), 0;
+  choice_dip(d, v);
+  ChoiceHead& c = choice_of(v);
+  c.tag = octet;
+  if (alt->flags & ALT_WRAPPED) {
+    const uint32_t n = take_tag(cursor, octet, limit);
+    if (n == 0) return 0;
+    const uint8_t* inner_start = *cursor;
+    // The inner element is read against the wrapper's end, so the wrapper
+    // must lie inside the input.
+    if (!fits(inner_start, n, limit)) {
+      set_err(err, ASN_OVERRUN);
+      *cursor = limit;
+      return 0;
+    }
+    const uint8_t* wrapper_end = inner_start + n;
+    c.value = unpack(alt->type, cursor, wrapper_end, alt->inner_tag, err);
+    if (c.value == nullptr) return 0;
+    if (*cursor != wrapper_end) return set_err(err, ASN_WRAPPER_END), 0;
+    return 1;
+  }
+  c.value = std::calloc(1, alt->type->record_size);
+  if (c.value == nullptr) return set_err(err, ASN_NO_MEMORY), 0;
+  return t_uip(alt->type, c.value, cursor, limit, octet, err);
+}
+
+void* constructed_make(const TypeDesc* d) { return std::calloc(1, d->record_size); }
+
+void constructed_drop(const TypeDesc* d, void* v) {
+  if (v == nullptr) return;
+  d->ops->dip(d, v);
+  std::free(v);
+}
+
+}  // namespace
+
+const TypeOps sequence_ops{constructed_make, seq_dip, constructed_drop, seq_size, seq_pack, seq_uip};
+const TypeOps list_ops{constructed_make, list_dip, constructed_drop, list_size, list_pack, list_uip};
+const TypeOps choice_ops{constructed_make, choice_dip, constructed_drop, choice_size, choice_pack,
+                         choice_uip};
+
+void* make(const TypeDesc* d) { return t_make(d); }
+void dip(const TypeDesc* d, void* value) { t_dip(d, value); }
+void drop(const TypeDesc* d, void* value) { t_drop(d, value); }
+int32_t size(const TypeDesc* d, void* value, int32_t with_header) {
+  return t_size(d, value, with_header);
+}
+void pack(const TypeDesc* d, uint8_t** cursor, void* value, int32_t tag, int32_t* err) {
+  t_pack(d, cursor, value, tag, err);
+}
+int32_t uip(const TypeDesc* d, void* value, const uint8_t** cursor, const uint8_t* limit,
+            int32_t tag, int32_t* err) {
+  return t_uip(d, value, cursor, limit, tag, err);
+}
+
+void* unpack(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+             int32_t* err) {
+  if (!unpack_precheck(cursor, limit, tag, (d->flags & TYPE_ANY_TAG) != 0, err)) return nullptr;
+  void* record = t_make(d);
+  if (t_uip(d, record, cursor, limit, tag, err)) return record;
+  t_drop(d, record);
+  return nullptr;
+}
+
+}  // namespace qel::engine

@@ -1,0 +1,258 @@
+// INTEGER, BOOLEAN, NULL and BIT STRING: the primitives whose value has a
+// little structure of its own.
+#include <cstdlib>
+#include <cstring>
+
+#include "asn/asn.h"
+#include "asn/internal.h"
+
+namespace qel {
+
+// ---------------------------------------------------------------------------
+// INTEGER
+
+void norm_INTEGER(vbl_blk* value) {
+  if (value == nullptr) return;
+  if (value->bytes == nullptr) {
+    value->length = 0;
+    return;
+  }
+  // Count the redundant leading octets first and move once, so that a long
+  // run of them costs linear time.
+  const uint8_t* b = value->bytes;
+  int32_t drop = 0;
+  while (value->length - drop > 1 && (b[drop] == 0x00 || b[drop] == 0xFF) &&
+         (b[drop] & 0x80) == (b[drop + 1] & 0x80)) {
+    ++drop;
+  }
+  if (drop > 0) {
+    std::memmove(value->bytes, value->bytes + drop, static_cast<size_t>(value->length - drop));
+    value->length -= drop;
+  }
+}
+
+int32_t sizeof_INTEGER(vbl_blk* value, int32_t with_header) {
+  if (value == nullptr) return 0;
+  norm_INTEGER(value);
+  return sizeof_vbl_blk(value, with_header);
+}
+
+void _pack_INTEGER(uint8_t** cursor, vbl_blk* value, int32_t tag, int32_t* err) {
+  if (value == nullptr) return;
+  norm_INTEGER(value);
+  _pack_vbl_blk(tag, 0, 0, cursor, value, err);
+}
+
+int32_t uip_INTEGER(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                    int32_t* err) {
+  return uip_vbl_blk(tag, "INTEGER", 2, value, cursor, limit, err);
+}
+
+vbl_blk* _unpack_INTEGER(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                         int32_t* err) {
+  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
+  vbl_blk* value = new_vbl_blk();
+  if (uip_INTEGER(value, cursor, limit, tag, err)) return value;
+  drop_vbl_blk(value);
+  return nullptr;
+}
+
+int32_t get_int_val(const vbl_blk* value) {
+  if (value == nullptr || value->length > 4 || value->bytes == nullptr || value->length <= 0)
+    return 0;
+  int64_t result = static_cast<int8_t>(value->bytes[0]);
+  for (int32_t i = 1; i < value->length; ++i) result = result * 256 + value->bytes[i];
+  return static_cast<int32_t>(result);
+}
+
+int32_t put_int_val(vbl_blk* value, int32_t number) {
+  if (value == nullptr) return -1;
+  dip_vbl_blk(value);
+  value->length = 0;
+  auto* bytes = static_cast<uint8_t*>(std::malloc(4));
+  if (bytes == nullptr) return -1;
+  for (int i = 3; i >= 0; --i) {
+    bytes[i] = static_cast<uint8_t>(number & 0xFF);
+    number >>= 8;
+  }
+  value->bytes = bytes;
+  value->length = 4;
+  norm_INTEGER(value);
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// BOOLEAN and NULL: fixed encodings, records from their own free lists.
+
+namespace {
+
+// Header of a BOOLEAN or NULL element: checks the arguments and the tag,
+// then the fixed length. Returns the content position, or null when the
+// element is refused (the reason stored as for the shared decoder).
+const uint8_t* fixed_header(const void* value, const uint8_t** cursor, const uint8_t* limit,
+                            int32_t tag, uint32_t want, int32_t bad_length, int32_t* err) {
+  if (value == nullptr) return set_err(err, ASN_NO_RECORD), nullptr;
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), nullptr;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), nullptr;
+  const uint8_t* pos = *cursor;
+  if (pos >= limit || *pos != static_cast<uint8_t>(tag)) return nullptr;
+  ++pos;
+  const uint32_t n = get_lth(&pos, limit);
+  if (n != want) return set_err(err, bad_length), nullptr;  // position stays at the tag
+  if (!fits(pos, n, limit)) {
+    set_err(err, ASN_OVERRUN);
+    *cursor = limit;
+    return nullptr;
+  }
+  return pos;
+}
+
+}  // namespace
+
+BOOLEAN* new_BOOLEAN() { return Pool<BOOLEAN>::take(); }
+void dip_BOOLEAN(BOOLEAN* value) { (void)value; }
+void drop_BOOLEAN(BOOLEAN* value) {
+  if (value != nullptr) Pool<BOOLEAN>::give(value);
+}
+
+int32_t sizeof_BOOLEAN(BOOLEAN* value, int32_t with_header) {
+  if (value == nullptr) return 0;
+  return (with_header & 0xFFFF) != 0 ? 3 : 1;
+}
+
+void _pack_BOOLEAN(uint8_t** cursor, BOOLEAN* value, int32_t tag, int32_t* err) {
+  (void)err;
+  if (value == nullptr || cursor == nullptr || *cursor == nullptr) return;
+  put_byte(cursor, tag);
+  put_byte(cursor, 0x01);
+  put_byte(cursor, value->value != 0 ? 0xFF : 0x00);
+}
+
+int32_t uip_BOOLEAN(BOOLEAN* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                    int32_t* err) {
+  if (err == nullptr) return 0;
+  const uint8_t* pos = fixed_header(value, cursor, limit, tag, 1, ASN_BAD_BOOLEAN, err);
+  if (pos == nullptr) return 0;
+  value->value = *pos != 0 ? 1 : 0;
+  *cursor = pos + 1;
+  return 1;
+}
+
+BOOLEAN* _unpack_BOOLEAN(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                         int32_t* err) {
+  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
+  BOOLEAN* value = new_BOOLEAN();
+  if (uip_BOOLEAN(value, cursor, limit, tag, err)) return value;
+  drop_BOOLEAN(value);
+  return nullptr;
+}
+
+ASN_NULL* new_ASN_NULL() { return Pool<ASN_NULL>::take(); }
+void dip_ASN_NULL(ASN_NULL* value) { (void)value; }
+void drop_ASN_NULL(ASN_NULL* value) {
+  if (value != nullptr) Pool<ASN_NULL>::give(value);
+}
+
+int32_t sizeof_ASN_NULL(ASN_NULL* value, int32_t with_header) {
+  return value != nullptr && (with_header & 0xFFFF) != 0 ? 2 : 0;
+}
+
+void _pack_ASN_NULL(uint8_t** cursor, ASN_NULL* value, int32_t tag, int32_t* err) {
+  (void)err;
+  if (value == nullptr || cursor == nullptr || *cursor == nullptr) return;
+  put_byte(cursor, tag);
+  put_byte(cursor, 0x00);
+}
+
+int32_t uip_ASN_NULL(ASN_NULL* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                     int32_t* err) {
+  if (err == nullptr) return 0;
+  const uint8_t* pos = fixed_header(value, cursor, limit, tag, 0, ASN_BAD_NULL, err);
+  if (pos == nullptr) return 0;
+  *cursor = pos;
+  return 1;
+}
+
+ASN_NULL* _unpack_ASN_NULL(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                           int32_t* err) {
+  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
+  ASN_NULL* value = new_ASN_NULL();
+  if (uip_ASN_NULL(value, cursor, limit, tag, err)) return value;
+  drop_ASN_NULL(value);
+  return nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// BIT STRING
+
+BIT_STRING* new_BIT_STRING() { return Pool<BIT_STRING>::take(); }
+
+void dip_BIT_STRING(BIT_STRING* value) {
+  if (value == nullptr) return;
+  if (value->bytes != nullptr) {
+    if (value->offset != 0) {
+      value->bytes -= 1;
+      value->offset = 0;
+    }
+    std::free(value->bytes);
+  }
+  value->bytes = nullptr;
+}
+
+void drop_BIT_STRING(BIT_STRING* value) {
+  if (value == nullptr) return;
+  dip_BIT_STRING(value);
+  Pool<BIT_STRING>::give(value);
+}
+
+int32_t sizeof_BIT_STRING(BIT_STRING* value, int32_t with_header) {
+  if (value == nullptr) return 0;
+  const int32_t content = (value->length > 0 ? value->length : 0) + 1;
+  return (with_header & 0xFFFF) != 0 ? tagged(content, 0) : content;
+}
+
+void _pack_BIT_STRING(uint8_t** cursor, BIT_STRING* value, int32_t tag, int32_t* err) {
+  if (value == nullptr) return;
+  encode_octets(tag, 1, value->unused_bits, cursor, value->length, value->bytes, err);
+}
+
+int32_t uip_BIT_STRING(BIT_STRING* value, const uint8_t** cursor, const uint8_t* limit,
+                       int32_t tag, int32_t* err) {
+  if (err == nullptr) return 0;
+  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
+  if (value->bytes != nullptr) dip_BIT_STRING(value);
+  if (!decode_octets(tag, value->length, value->bytes, cursor, limit, err)) return 0;
+  if (value->bytes == nullptr || value->length <= 0) return 0;
+  value->unused_bits = value->bytes[0];
+  value->bytes += 1;
+  value->length -= 1;
+  value->offset = 1;
+  return 1;
+}
+
+BIT_STRING* _unpack_BIT_STRING(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                               int32_t* err) {
+  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
+  BIT_STRING* value = new_BIT_STRING();
+  if (uip_BIT_STRING(value, cursor, limit, tag, err)) return value;
+  drop_BIT_STRING(value);
+  return nullptr;
+}
+
+int32_t put_bit_string(BIT_STRING* value, const uint8_t* data, uint32_t size, int32_t unused) {
+  if (value == nullptr) return -1;
+  dip_BIT_STRING(value);
+  *value = BIT_STRING{};
+  if (size > 0) {
+    if (data == nullptr || size > 0x7FFFFFFEu) return -1;
+    auto* bytes = static_cast<uint8_t*>(std::malloc(size));
+    if (bytes == nullptr) return -1;
+    std::memcpy(bytes, data, size);
+    value->bytes = bytes;
+    value->length = static_cast<int32_t>(size);
+  }
+  value->unused_bits = static_cast<int16_t>(unused);
+  return 0;
+}
+
+}  // namespace qel

@@ -1,0 +1,226 @@
+// Value blocks: the shared record of every octet-carrying primitive, its free
+// list, the shared decoder and encoder, the string family and raw elements.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "asn/asn.h"
+#include "asn/internal.h"
+
+namespace qel {
+
+vbl_blk* new_vbl_blk() { return Pool<vbl_blk>::take(); }
+
+void dip_vbl_blk(vbl_blk* value) {
+  if (value == nullptr) return;
+  std::free(value->bytes);
+  value->bytes = nullptr;
+}
+
+void drop_vbl_blk(vbl_blk* value) {
+  if (value == nullptr) return;
+  dip_vbl_blk(value);
+  Pool<vbl_blk>::give(value);
+}
+
+int32_t sizeof_vbl_blk(vbl_blk* value, int32_t with_header) {
+  if (value == nullptr) return 0;
+  const int32_t length = value->length > 0 ? value->length : 0;
+  if ((with_header & 0xFFFF) == 0) return length;
+  return tagged(length, 1);
+}
+
+int32_t put_str_val(vbl_blk* value, const uint8_t* data, uint32_t size) {
+  if (value == nullptr) return -1;
+  dip_vbl_blk(value);
+  value->length = 0;
+  if (size == 0) return 0;
+  if (data == nullptr || size > 0x7FFFFFFFu) return -1;
+  auto* bytes = static_cast<uint8_t*>(std::malloc(size));
+  if (bytes == nullptr) return -1;
+  std::memcpy(bytes, data, size);
+  value->bytes = bytes;
+  value->length = static_cast<int32_t>(size);
+  return 0;
+}
+
+// Reads one element of the given tag into (length, bytes). The common body of
+// every octet-carrying decoder. A zero-length value holds no block.
+int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8_t** cursor,
+                      const uint8_t* limit, int32_t* err) {
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
+  const uint8_t* pos = *cursor;
+  if (pos >= limit || *pos != static_cast<uint8_t>(tag)) return 0;
+  ++pos;
+  const uint32_t n = get_lth(&pos, limit);
+  if (!fits(pos, n, limit)) {
+    set_err(err, ASN_OVERRUN);
+    *cursor = limit;
+    return 0;
+  }
+  std::free(bytes);
+  bytes = nullptr;
+  length = static_cast<int32_t>(n);
+  if (n > 0) {
+    bytes = static_cast<uint8_t*>(std::malloc(n));
+    if (bytes == nullptr) {
+      *cursor = pos;
+      return 0;
+    }
+    std::memcpy(bytes, pos, n);
+  }
+  *cursor = pos + n;
+  if (globalDebugLevel > 0) trace_prim(bytes, length, trace_level);
+  return 1;
+}
+
+// Writes tag, length (+extra), the extra octet and the content. A record
+// whose bytes are missing writes its header only, which the enclosing
+// length check reports.
+void encode_octets(int32_t tag, int16_t extra, int32_t extra_octet, uint8_t** cursor,
+                   int32_t length, const uint8_t* bytes, int32_t* err) {
+  if (cursor == nullptr) return set_err(err, ASN_OUT_NO_CURSOR);
+  if (*cursor == nullptr) return set_err(err, ASN_OUT_NO_POSITION);
+  const uint32_t n = length > 0 ? static_cast<uint32_t>(length) : 0;
+  put_byte(cursor, tag);
+  put_lth(cursor, n + static_cast<uint32_t>(extra));
+  if (extra != 0) put_byte(cursor, extra_octet);
+  if (n > 0 && bytes != nullptr) {
+    std::memcpy(*cursor, bytes, n);
+    *cursor += n;
+  }
+}
+
+int32_t uip_vbl_blk(int32_t tag, const char* type_label, int32_t universal_number,
+                    vbl_blk* value, const uint8_t** cursor, const uint8_t* limit,
+                    int32_t* err) {
+  (void)type_label;
+  (void)universal_number;
+  if (err == nullptr) return 0;
+  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
+  return decode_octets(tag, value->length, value->bytes, cursor, limit, err);
+}
+
+void _pack_vbl_blk(int32_t tag, int16_t extra, int32_t extra_octet, uint8_t** cursor,
+                   vbl_blk* value, int32_t* err) {
+  if (value == nullptr) return;
+  encode_octets(tag, extra, extra_octet, cursor, value->length, value->bytes, err);
+}
+
+namespace {
+
+bool numeric_char(uint8_t c) { return (c >= '0' && c <= '9') || c == ' '; }
+
+bool printable_char(uint8_t c) {
+  if ((c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) return true;
+  return c == 0 || std::strchr("'\"()+,-./:=? ", c) != nullptr;
+}
+
+// Runs a character check over a decoded value.
+int32_t check_chars(const vbl_blk* value, bool (*allowed)(uint8_t), int32_t code, int32_t* err) {
+  for (int32_t i = 0; i < value->length; ++i) {
+    if (!allowed(value->bytes[i])) return set_err(err, code), 0;
+  }
+  return 1;
+}
+
+// Leading part of every _unpack_X: nothing is made unless the element is here.
+bool element_here(const uint8_t** cursor, const uint8_t* limit, int32_t tag, bool any_tag,
+                  int32_t* err) {
+  if (err == nullptr) return false;
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), false;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), false;
+  if (*cursor >= limit) return false;
+  return any_tag || **cursor == static_cast<uint8_t>(tag);
+}
+
+}  // namespace
+
+bool unpack_precheck(const uint8_t** cursor, const uint8_t* limit, int32_t tag, bool any_tag,
+                     int32_t* err) {
+  return element_here(cursor, limit, tag, any_tag, err);
+}
+
+// The value family: one decoder, one encoder, an optional character check.
+#define QEL_VALUE_TYPE(X, label, number, check)                                              \
+  void _pack_##X(uint8_t** cursor, vbl_blk* value, int32_t tag, int32_t* err) {              \
+    _pack_vbl_blk(tag, 0, 0, cursor, value, err);                                            \
+  }                                                                                          \
+  int32_t uip_##X(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag, \
+                  int32_t* err) {                                                            \
+    if (!uip_vbl_blk(tag, label, number, value, cursor, limit, err)) return 0;               \
+    return check;                                                                            \
+  }                                                                                          \
+  vbl_blk* _unpack_##X(const uint8_t** cursor, const uint8_t* limit, int32_t tag,            \
+                       int32_t* err) {                                                       \
+    if (!element_here(cursor, limit, tag, false, err)) return nullptr;                       \
+    vbl_blk* value = new_vbl_blk();                                                          \
+    if (uip_##X(value, cursor, limit, tag, err)) return value;                               \
+    drop_vbl_blk(value);                                                                     \
+    return nullptr;                                                                          \
+  }
+
+QEL_VALUE_TYPE(GeneralizedTime, "GeneralizedTime", 24, 1)
+QEL_VALUE_TYPE(IA5String, "IA5String", 22, 1)
+QEL_VALUE_TYPE(NumericString, "NumericString", 18,
+               check_chars(value, numeric_char, ASN_BAD_NUMERIC, err))
+QEL_VALUE_TYPE(OBJECT_ID, "OBJECT IDENTIFIER", 6, 1)
+QEL_VALUE_TYPE(OCTET_STRING, "OCTET_STRING", 4, 1)
+QEL_VALUE_TYPE(PrintableString, "PrintableString", 19,
+               check_chars(value, printable_char, ASN_BAD_PRINTABLE, err))
+QEL_VALUE_TYPE(T61String, "T61String", 20, 1)
+QEL_VALUE_TYPE(UTCTime, "UTCTime", 23, 1)
+
+// Raw elements: the whole element, tag and length included.
+
+int32_t sizeof_UNDECODED_ASN_BLOCK(vbl_blk* value, int32_t with_header) {
+  (void)with_header;
+  if (value == nullptr || value->length < 0) return 0;
+  return value->length;
+}
+
+void _pack_UNDECODED_ASN_BLOCK(uint8_t** cursor, vbl_blk* value, int32_t tag, int32_t* err) {
+  (void)tag;
+  (void)err;
+  if (value == nullptr || cursor == nullptr || *cursor == nullptr) return;
+  if (value->length <= 0 || value->bytes == nullptr) return;
+  std::memcpy(*cursor, value->bytes, static_cast<size_t>(value->length));
+  *cursor += value->length;
+}
+
+int32_t uip_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit,
+                                int32_t tag, int32_t* err) {
+  (void)tag;
+  if (err == nullptr) return 0;
+  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
+  const uint8_t* start = *cursor;
+  if (start >= limit) return 0;
+  const uint8_t* pos = start + 1;
+  const uint32_t n = get_lth(&pos, limit);
+  if (!fits(pos, n, limit)) {
+    set_err(err, ASN_OVERRUN);
+    *cursor = limit;
+    return 0;
+  }
+  std::free(value->bytes);
+  const size_t total = static_cast<size_t>(pos - start) + n;
+  value->bytes = static_cast<uint8_t*>(std::malloc(total));
+  if (value->bytes != nullptr) std::memcpy(value->bytes, start, total);
+  value->length = static_cast<int32_t>(total);
+  *cursor = pos + n;
+  return 1;
+}
+
+vbl_blk* _unpack_UNDECODED_ASN_BLOCK(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                                     int32_t* err) {
+  if (!element_here(cursor, limit, tag, true, err)) return nullptr;
+  vbl_blk* value = new_vbl_blk();
+  if (uip_UNDECODED_ASN_BLOCK(value, cursor, limit, tag, err)) return value;
+  drop_vbl_blk(value);
+  return nullptr;
+}
+
+}  // namespace qel
