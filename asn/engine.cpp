@@ -71,6 +71,107 @@ int32_t field_size(const FieldDesc& f, void* member) {
   return tagged(inner, (f.flags & FIELD_WRAPPER_FORCED) ? 1 : 0);
 }
 
+
+// Sizes of constructed records, remembered for the length of one top-level
+// encode. Every level of an encoder needs the size of its content, so
+// without this a deep tree would be sized once per level above each node.
+// Keyed by descriptor and address: an embedded first member shares its
+// parent's address but not its descriptor.
+class SizeMemo {
+ public:
+  bool active() const { return active_; }
+
+  void begin() {
+    active_ = true;
+    used_ = 0;
+    if (++generation_ == 0) {  // wrapped: forget every stale slot
+      for (size_t i = 0; i < capacity_; ++i) slots_[i].generation = 0;
+      generation_ = 1;
+    }
+  }
+  void end() { active_ = false; }
+
+  bool find(const TypeDesc* d, const void* v, int32_t& size) const {
+    if (!active_ || capacity_ == 0) return false;
+    for (size_t i = hash(d, v) & (capacity_ - 1);; i = (i + 1) & (capacity_ - 1)) {
+      const Slot& s = slots_[i];
+      if (s.generation != generation_) return false;
+      if (s.desc == d && s.value == v) {
+        size = s.size;
+        return true;
+      }
+    }
+  }
+
+  void put(const TypeDesc* d, const void* v, int32_t size) {
+    if (!active_) return;
+    if ((used_ + 1) * 2 > capacity_ && !grow()) return;  // no room: just recompute later
+    insert(d, v, size);
+  }
+
+ private:
+  struct Slot {
+    const TypeDesc* desc;
+    const void* value;
+    int32_t size;
+    uint32_t generation;
+  };
+
+  static size_t hash(const TypeDesc* d, const void* v) {
+    const auto x = reinterpret_cast<uintptr_t>(v) ^ (reinterpret_cast<uintptr_t>(d) << 7);
+    return static_cast<size_t>((x * 0x9E3779B97F4A7C15ull) >> 20);
+  }
+
+  void insert(const TypeDesc* d, const void* v, int32_t size) {
+    for (size_t i = hash(d, v) & (capacity_ - 1);; i = (i + 1) & (capacity_ - 1)) {
+      Slot& s = slots_[i];
+      if (s.generation != generation_) {
+        s = Slot{d, v, size, generation_};
+        ++used_;
+        return;
+      }
+      if (s.desc == d && s.value == v) {
+        s.size = size;
+        return;
+      }
+    }
+  }
+
+  bool grow() {
+    const size_t old_capacity = capacity_;
+    Slot* old = slots_;
+    const size_t capacity = old_capacity == 0 ? 1024 : old_capacity * 2;
+    auto* fresh = static_cast<Slot*>(std::calloc(capacity, sizeof(Slot)));
+    if (fresh == nullptr) return false;
+    slots_ = fresh;
+    capacity_ = capacity;
+    const uint32_t generation = generation_;
+    used_ = 0;
+    for (size_t i = 0; i < old_capacity; ++i)
+      if (old[i].generation == generation) insert(old[i].desc, old[i].value, old[i].size);
+    std::free(old);
+    return true;
+  }
+
+  Slot* slots_ = nullptr;
+  size_t capacity_ = 0;
+  size_t used_ = 0;
+  uint32_t generation_ = 0;
+  bool active_ = false;
+};
+
+SizeMemo size_memo;
+
+// Content size of a constructed record through the memo.
+template <class Compute>
+int32_t remembered(const TypeDesc* d, void* v, Compute compute) {
+  int32_t content = 0;
+  if (size_memo.find(d, v, content)) return content;
+  content = compute();
+  size_memo.put(d, v, content);
+  return content;
+}
+
 // Compares what an encoder wrote with what it announced.
 void check_written(const uint8_t* start, const uint8_t* now, int32_t expected, int32_t* err) {
   const int64_t written = now - start;
@@ -133,12 +234,14 @@ void seq_dip(const TypeDesc* d, void* v) {
 
 int32_t seq_size(const TypeDesc* d, void* v, int32_t with_header) {
   if (v == nullptr) return 0;
-  uint32_t sum = 0;
-  for (uint32_t i = 0; i < d->field_count; ++i) {
-    const FieldDesc& f = d->fields[i];
-    sum += static_cast<uint32_t>(field_size(f, field_value(f, v)));
-  }
-  const auto content = static_cast<int32_t>(sum);
+  const int32_t content = remembered(d, v, [&] {
+    uint32_t sum = 0;
+    for (uint32_t i = 0; i < d->field_count; ++i) {
+      const FieldDesc& f = d->fields[i];
+      sum += static_cast<uint32_t>(field_size(f, field_value(f, v)));
+    }
+    return static_cast<int32_t>(sum);
+  });
   return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
 }
 
@@ -249,11 +352,13 @@ void list_dip(const TypeDesc* d, void* v) {
 
 int32_t list_size(const TypeDesc* d, void* v, int32_t with_header) {
   if (v == nullptr) return 0;
-  void** items = items_of(d, v);
-  const int32_t n = clamped_count(d, v);
-  uint32_t sum = 0;
-  for (int32_t i = 0; i < n; ++i) sum += static_cast<uint32_t>(t_size(d->element, items[i], 1));
-  const auto content = static_cast<int32_t>(sum);
+  const int32_t content = remembered(d, v, [&] {
+    void** items = items_of(d, v);
+    const int32_t n = clamped_count(d, v);
+    uint32_t sum = 0;
+    for (int32_t i = 0; i < n; ++i) sum += static_cast<uint32_t>(t_size(d->element, items[i], 1));
+    return static_cast<int32_t>(sum);
+  });
   return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
 }
 
@@ -382,10 +487,11 @@ void choice_dip(const TypeDesc* d, void* v) {
 
 int32_t choice_size(const TypeDesc* d, void* v, int32_t with_header) {
   if (v == nullptr) return 0;
-  ChoiceHead& c = choice_of(v);
-  int32_t content = 0;
-  if (const AltDesc* alt = find_alt(d, c.tag))
-    content = t_size(alt->type, c.value, (alt->flags & ALT_WRAPPED) ? 1 : 0);
+  const int32_t content = remembered(d, v, [&] {
+    ChoiceHead& c = choice_of(v);
+    const AltDesc* alt = find_alt(d, c.tag);
+    return alt ? t_size(alt->type, c.value, (alt->flags & ALT_WRAPPED) ? 1 : 0) : 0;
+  });
   return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
 }
 
@@ -438,20 +544,52 @@ int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uin
     if (*cursor != wrapper_end) return set_err(err, ASN_WRAPPER_END), 0;
     return 1;
   }
-  c.value = std::calloc(1, alt->type->record_size);
+  c.value = t_make(alt->type);
   if (c.value == nullptr) return set_err(err, ASN_NO_MEMORY), 0;
   return t_uip(alt->type, c.value, cursor, limit, octet, err);
 }
 
-void* constructed_make(const TypeDesc* d) { return std::calloc(1, d->record_size); }
+// Constructed records up to this size are kept on their type's free list, as
+// the records of the primitives are: a decode makes many of them. Larger
+// ones (the big lists) go back to the heap.
+constexpr uint32_t kPooledRecord = 512;
+
+void* constructed_make(const TypeDesc* d) {
+  if (d->pool == nullptr || d->record_size > kPooledRecord) return std::calloc(1, d->record_size);
+  return d->pool->take(d->record_size);
+}
 
 void constructed_drop(const TypeDesc* d, void* v) {
   if (v == nullptr) return;
   d->ops->dip(d, v);
-  std::free(v);
+  if (d->pool == nullptr || d->record_size > kPooledRecord) return std::free(v);
+  d->pool->give(v, d->record_size);
 }
 
 }  // namespace
+
+}  // namespace qel::engine
+
+namespace qel {
+
+void* FreeList::take(size_t size) {
+  void* record = head;
+  if (record == nullptr) return std::calloc(1, size);
+  QEL_UNPOISON(record, size);
+  std::memcpy(&head, record, sizeof(void*));
+  std::memset(record, 0, size);
+  return record;
+}
+
+void FreeList::give(void* record, size_t size) {
+  std::memcpy(record, &head, sizeof(void*));
+  QEL_POISON(record, size);
+  head = record;
+}
+
+}  // namespace qel
+
+namespace qel::engine {
 
 const TypeOps sequence_ops{constructed_make, seq_dip, constructed_drop, seq_size, seq_pack, seq_uip};
 const TypeOps list_ops{constructed_make, list_dip, constructed_drop, list_size, list_pack, list_uip};
@@ -465,7 +603,11 @@ int32_t size(const TypeDesc* d, void* value, int32_t with_header) {
   return t_size(d, value, with_header);
 }
 void pack(const TypeDesc* d, uint8_t** cursor, void* value, int32_t tag, int32_t* err) {
+  // The outermost encoder remembers sizes for everything beneath it.
+  const bool outermost = !size_memo.active();
+  if (outermost) size_memo.begin();
   t_pack(d, cursor, value, tag, err);
+  if (outermost) size_memo.end();
 }
 int32_t uip(const TypeDesc* d, void* value, const uint8_t** cursor, const uint8_t* limit,
             int32_t tag, int32_t* err) {

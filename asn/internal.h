@@ -5,31 +5,35 @@
 #include <cstring>
 
 #include "asn/asn.h"
+#include "asn/engine.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define QEL_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QEL_ASAN 1
+#endif
+#endif
+#ifdef QEL_ASAN
+#include <sanitizer/asan_interface.h>
+#define QEL_POISON(p, n) ASAN_POISON_MEMORY_REGION(p, n)
+#define QEL_UNPOISON(p, n) ASAN_UNPOISON_MEMORY_REGION(p, n)
+#else
+#define QEL_POISON(p, n) ((void)(p), (void)(n))
+#define QEL_UNPOISON(p, n) ((void)(p), (void)(n))
+#endif
 
 namespace qel {
 
-// Free list of released small records. The link of a free record lies in its
-// own first word; records come from the heap and never go back to it.
+
+// The free list of one primitive's records.
 template <class T>
 struct Pool {
   static constexpr size_t kSize = sizeof(T) < sizeof(void*) ? sizeof(void*) : sizeof(T);
-  static inline void* head = nullptr;
+  static inline FreeList list;
 
-  static T* take() {
-    void* record = head;
-    if (record != nullptr) {
-      std::memcpy(&head, record, sizeof(void*));
-      std::memset(record, 0, kSize);
-    } else {
-      record = std::calloc(1, kSize);
-    }
-    return static_cast<T*>(record);
-  }
-
-  static void give(T* record) {
-    std::memcpy(static_cast<void*>(record), &head, sizeof(void*));
-    head = record;
-  }
+  static T* take() { return static_cast<T*>(list.take(kSize)); }
+  static void give(T* record) { list.give(record, kSize); }
 };
 
 int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8_t** cursor,
