@@ -25,8 +25,8 @@ struct smh_time {
 };
 
 // YYMMDDhhmm[ss] followed by Z or +hhmm / -hhmm. Years 00-69 are 2000-2069,
-// 70-99 are 1970-1999. 0 for a null record, a text too short for its form or
-// an unusable zone. Never reads at or behind time->length.
+// 70-99 are 1970-1999. 0 for a null record or null bytes, a text too short
+// for its form or an unusable zone. Never reads at or behind time->length.
 uint32_t tc_decode_UTCTime(const vbl_blk* time);
 
 // YYYYMMDDhhmm[ss[.fff]] followed by Z or +hhmm / -hhmm; the fraction is
