@@ -1,0 +1,189 @@
+#include "toolkit/timeconv.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "toolkit/codes.h"
+
+namespace {
+
+// Decodes `text` from a heap block of exactly its length, with no terminator,
+// so a read past the length is an ASan finding.
+uint32_t decode(uint32_t (*decoder)(const qel::vbl_blk*), const std::string& text) {
+  auto bytes = std::make_unique<uint8_t[]>(text.size());
+  std::memcpy(bytes.get(), text.data(), text.size());
+  const qel::vbl_blk block{static_cast<int32_t>(text.size()), bytes.get()};
+  return decoder(&block);
+}
+uint32_t utc(const std::string& t) { return decode(qel::tc_decode_UTCTime, t); }
+uint32_t gen(const std::string& t) { return decode(qel::tc_decode_GeneralizedTime, t); }
+
+// Valid dates 1970-2105, a few days of each month, in every accepted form.
+TEST(TimeDecode, SweepAgainstTimegm) {
+  const struct { const char* text; int offset; } zones[] = {
+      {"+0000", 0}, {"-0000", 0}, {"+0100", 3600}, {"-0500", -18000}, {"+0530", 19800},
+      {"-0930", -34200}, {"+1400", 50400}, {"-1200", -43200}};
+  int days = 0;
+  for (int year = 1970; year <= 2105; ++year)
+    for (int month = 1; month <= 12; ++month)
+      for (int day : {1, 13, 28, 29, 30, 31}) {
+        struct tm tm {};
+        tm.tm_year = year - 1900, tm.tm_mon = month - 1, tm.tm_mday = day;
+        tm.tm_hour = (year + day) % 24, tm.tm_min = (year + month * 11) % 60, tm.tm_sec = day + 28;
+        const int64_t t = timegm(&tm);
+        if (tm.tm_mday != day) continue;  // no such day
+        ++days;
+        char head[16];
+        std::snprintf(head, sizeof head, "%04d%02d%02d%02d%02d", year, month, day, tm.tm_hour,
+                      tm.tm_min);
+        const std::string ss = std::to_string(tm.tm_sec);
+        const auto& zone = zones[(year + month + day) % 8];
+        const std::pair<std::string, int> tails[] = {
+            {"", 0}, {ss, tm.tm_sec}, {ss + ".1", tm.tm_sec}};
+        for (const auto& [tail, sec] : tails)
+          for (const auto& [z, offset] : {std::pair{"Z", 0}, {zone.text, zone.offset}}) {
+            const uint32_t want = static_cast<uint32_t>(t - tm.tm_sec + sec - offset);
+            const std::string g = head + tail + z;
+            EXPECT_EQ(gen(g), want) << g;
+            if (year < 2070 && tail.size() < 3) {
+              EXPECT_EQ(utc(g.substr(2)), want) << g;
+            }
+          }
+      }
+  EXPECT_EQ(days, 136 * (12 * 3 + 11 + 11 + 7) + 33);  // Feb 29 in 33 leap years
+}
+
+TEST(TimeDecode, EdgeCasesAndFailures) {
+  using Decoder = uint32_t (*)(const std::string&);
+  const struct { const char* what; Decoder decoder; std::string text; uint32_t want; } cases[] = {
+      {"epoch", utc, "700101000000Z", 0},
+      {"last second of 1999", utc, "991231235959Z", 946684799},
+      {"leap day 2000", utc, "000229000000Z", 951782400},
+      {"day after", utc, "000301000000Z", 951868800},
+      {"no seconds", utc, "0001010000Z", 946684800},
+      {"69 is 2069", utc, "6901010000Z", 3124224000u},
+      {"70 is 1970", utc, "7001010000Z", 0},
+      {"only the minus is a sign", utc, "0001011200 0100", 946684800 + 11 * 3600},
+      {"west of epoch wraps", utc, "7001010000+0100", 0u - 3600u},
+      {"10 bytes", utc, "0001010000", 0},
+      {"12 digits, no zone", utc, "000101000000", 0},
+      {"seconds cut off", utc, "00010100000", 0},
+      {"zone of 4 bytes", utc, "0001010000+010", 0},
+      {"zone neither Z nor offset", utc, "0001010000X", 0},
+      {"2050", gen, "20500101000000Z", 2524608000u},
+      {"no zone", gen, "20000101000000", 0},
+      {"12 bytes, zone empty", gen, "200001010000", 0},
+      {"13 bytes, digit at 12", gen, "2000010100001", 0},
+      {"fraction to the end", gen, "20000101000000.123", 0},
+      {"fraction needs seconds", gen, "200001010000.5Z", 0},
+      // Fields are not validated: out-of-range values go into the arithmetic.
+      {"day 99", utc, "0001990000Z", 946684800 + 98 * 86400},
+      // A month above 12 counts the whole year (leap day included) and no more.
+      {"month 13", utc, "0013010000Z", 978307200},
+      {"month 99 clamps to 13", utc, "0099010000Z", 978307200},
+      {"month from non-digits", gen, "2000\x7f\x7f""010000Z", 978307200},
+      {"year before 1970 counts 0", gen, "19000102000000Z", 86400},
+      {"negative month counts no months", utc, std::string("00\0\0" "010000Z", 11), 946684800},
+      {"negative day", utc, std::string("0001\0\0" "0000Z", 11), 946684800u - 529u * 86400u},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    EXPECT_EQ(c.decoder(c.text), c.want) << c.text;
+  }
+  uint8_t text[] = "20000101000000Z";
+  const qel::vbl_blk negative{-5, text};
+  for (auto decoder : {qel::tc_decode_UTCTime, qel::tc_decode_GeneralizedTime}) {
+    EXPECT_EQ(decoder(nullptr), 0u);
+    EXPECT_EQ(decoder(&negative), 0u);
+  }
+}
+
+// The closed-form year sum must equal the year-by-year walk modulo 2^32 for
+// every year a decoder can produce, from bytes 0x00 to 0xFF in the fields.
+TEST(TmToSeconds, YearsMatchYearByYearWalk) {
+  uint32_t walk = 0;
+  struct tm tm {};
+  tm.tm_mday = 1;
+  for (int64_t year = 1970; year <= 2277 * 101 + 1900; ++year) {
+    tm.tm_year = static_cast<int>(year - 1900);
+    ASSERT_EQ(qel::tm_to_seconds(&tm), walk) << year;
+    const bool leap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+    walk += leap ? 366u * 86400u : 365u * 86400u;
+  }
+  tm.tm_year = -528 * 101 - 1900;
+  EXPECT_EQ(qel::tm_to_seconds(&tm), 0u);
+}
+
+// Makes the allocators of the time functions fail while it lives.
+struct FailingAllocators {
+  FailingAllocators() {
+    qel::timeconv_malloc = [](size_t) -> void* { return nullptr; };
+    qel::timeconv_calloc = [](size_t, size_t) -> void* { return nullptr; };
+  }
+  ~FailingAllocators() { qel::timeconv_malloc = std::malloc, qel::timeconv_calloc = std::calloc; }
+};
+
+TEST(TimeEncode, Texts) {
+  const struct { time_t seconds; const char* text; } cases[] = {
+      {0, "700101000000Z"}, {951782400, "000229000000Z"}, {-1, "691231235959Z"},
+      {4294967295, "060207062815Z"}};
+  for (const auto& c : cases) {
+    qel::vbl_blk out{};
+    ASSERT_EQ(qel::tc_encode_utctime(&out, c.seconds), qel::TC_SUCCESS);
+    EXPECT_EQ(out.length, 13);
+    EXPECT_STREQ(reinterpret_cast<char*>(out.bytes), c.text);
+    std::free(out.bytes);
+  }
+}
+
+TEST(TimeEncode, Failures) {
+  EXPECT_EQ(qel::tc_encode_utctime(nullptr, 0), qel::TC_INVALID_ARGUMENTS);
+  // A time gmtime can't convert leaves the block alone. The earlier bytes are
+  // never freed: here they are a stack array, which ASan would report.
+  uint8_t earlier[4] = {};
+  qel::vbl_blk out{4, earlier};
+  EXPECT_EQ(qel::tc_encode_utctime(&out, std::numeric_limits<time_t>::max()),
+            qel::TC_INVALID_ARGUMENTS);
+  EXPECT_EQ(out.length, 4);
+  EXPECT_EQ(out.bytes, earlier);
+  FailingAllocators failing;
+  EXPECT_EQ(qel::tc_encode_utctime(&out, 0), qel::TC_MEMORY);
+  EXPECT_EQ(out.length, 13);
+  EXPECT_EQ(out.bytes, nullptr);
+}
+
+// translate_time followed by smh2str; the text shows all four fields.
+TEST(Span, InWords) {
+  const struct { int32_t span; const char* text; } cases[] = {
+      {90061, "1 day 1 hour 1 minute 1 second"},
+      {3600, "1 hour "},
+      {2 * 86400 + 120, "2 days 2 minutes "},
+      {0, ""},
+      {-90061, "-1 days -1 hours -1 minutes -1 seconds"},
+      {INT32_MIN, "-24855 days -3 hours -14 minutes -8 seconds"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.span);
+    qel::smh_time smh{7, 7, 7, 7};
+    qel::translate_time(c.span, &smh);
+    char* text = qel::smh2str(&smh);
+    EXPECT_STREQ(text, c.text);
+    std::free(text);
+  }
+  const qel::smh_time widest{INT32_MIN, INT32_MIN, INT32_MIN, 1};  // minutes, seconds, hours, days
+  char* text = qel::smh2str(&widest);
+  EXPECT_STREQ(text, "1 day -2147483648 hours -2147483648 minutes -2147483648 seconds");
+  std::free(text);
+  EXPECT_EQ(qel::smh2str(nullptr), nullptr);
+  FailingAllocators failing;
+  EXPECT_EQ(qel::smh2str(&widest), nullptr);
+}
+
+}  // namespace
