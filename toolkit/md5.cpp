@@ -30,23 +30,35 @@ inline void store_le32(uint8_t* p, uint32_t v) {
   p[3] = static_cast<uint8_t>(v >> 24);
 }
 
+// Keeps the compiler from moving the sum of the older operands behind the
+// boolean function, where it would lengthen the dependency chain.
+#if defined(__GNUC__)
+#define QEL_MD5_EARLY(v) __asm__("" : "+r"(v))
+#else
+#define QEL_MD5_EARLY(v) (void)0
+#endif
+
 // F = (b & c) | (~b & d), as d ^ (b & (c ^ d)).
 #define QEL_MD5_F(a, b, c, d, i, k, s)          \
   a += X(i) + (k);                             \
+  QEL_MD5_EARLY(a);                            \
   a += (d) ^ ((b) & ((c) ^ (d)));              \
   a = std::rotl(a, s) + (b);
 // G = (b & d) | (c & ~d); the two terms never share a bit, so they may be
 // added, and c & ~d is ready before b.
 #define QEL_MD5_G(a, b, c, d, i, k, s)          \
   a += X(i) + (k) + ((c) & ~(d));              \
+  QEL_MD5_EARLY(a);                            \
   a += (b) & (d);                              \
   a = std::rotl(a, s) + (b);
 #define QEL_MD5_H(a, b, c, d, i, k, s)          \
   a += X(i) + (k);                             \
+  QEL_MD5_EARLY(a);                            \
   a += (b) ^ ((c) ^ (d));                      \
   a = std::rotl(a, s) + (b);
 #define QEL_MD5_I(a, b, c, d, i, k, s)          \
   a += X(i) + (k);                             \
+  QEL_MD5_EARLY(a);                            \
   a += (c) ^ ((b) | ~(d));                     \
   a = std::rotl(a, s) + (b);
 
@@ -133,6 +145,7 @@ template <class Words>
 #undef QEL_MD5_G
 #undef QEL_MD5_H
 #undef QEL_MD5_I
+#undef QEL_MD5_EARLY
 
 // Compresses `blocks` consecutive 64-byte blocks read straight from `p`,
 // keeping the chaining values in registers between blocks.
