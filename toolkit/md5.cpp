@@ -206,11 +206,7 @@ void MD5Final(MD5Context* context) {
   MD5Update(context, kPadding, offset < 56 ? 56 - offset : 120 - offset);
 
   uint32_t block[16];
-  for (int i = 0; i < 14; ++i) {
-    const uint8_t* p = context->input + 4 * i;
-    block[i] = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-               static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
-  }
+  for (int i = 0; i < 14; ++i) block[i] = load_le32(context->input + 4 * i);
   block[14] = low;
   block[15] = high;
   Transform(context->state, block);
