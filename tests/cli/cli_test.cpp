@@ -77,15 +77,17 @@ std::string invalid(char c) { return std::string("qeldumpcert: invalid option --
 std::string no_argument(char c) { return std::string("qeldumpcert: option requires an argument -- '") + c + "'\n"; }
 
 TEST(Cli, CommandLines) {
-  // Every file lives in a directory of its own, open to all, with a copy of
-  // the tool that user nobody can run whatever the build directory allows.
+  // Root reads any file, so the tool runs as user nobody: it and every file
+  // it reads are copied to a directory open to all, whatever the checkout's
+  // permissions.
   char tmpl[] = "/tmp/qelcliXXXXXX";
   const std::string dir = mkdtemp(tmpl);
   chmod(dir.c_str(), 0755);
-  const std::string tool = dir + "/qeldumpcert", sample = QEL_TEST_DATA "/sample.der";
+  const std::string tool = dir + "/qeldumpcert", sample = dir + "/sample.der";
   const std::string empty = dir + "/empty.der", locked = dir + "/locked.der", trailing = dir + "/trailing.der";
   const std::string huge = dir + "/huge.der", large = dir + "/large.der";
   fs::copy_file(QEL_TOOL_PATH, tool);
+  fs::copy_file(QEL_TEST_DATA "/sample.der", sample);
   fs::copy_file(sample, locked);
   chmod(locked.c_str(), 0);
   fs::copy_file(sample, trailing);
