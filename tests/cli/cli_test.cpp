@@ -1,0 +1,147 @@
+// Runs the built qeldumpcert and compares its standard output, standard error
+// and exit status byte for byte.
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAsan = true;  // reserves more address space than any limit below
+#elif defined(__has_feature)
+constexpr bool kAsan = __has_feature(address_sanitizer);
+#else
+constexpr bool kAsan = false;
+#endif
+
+// Standard output, standard error, exit status.
+using Outcome = std::tuple<std::string, std::string, int>;
+
+std::string drain(int fd) {
+  std::string s;
+  char buf[4096];
+  for (ssize_t n; (n = read(fd, buf, sizeof buf)) > 0;) s.append(buf, static_cast<size_t>(n));
+  close(fd);
+  return s;
+}
+
+// Runs `tool` as "qeldumpcert" with `args` and TZ=UTC, optionally with the
+// address space held to `address_space` bytes and as user nobody.
+Outcome run_tool(const std::string& tool, const std::vector<std::string>& args, rlim_t address_space,
+                 bool as_nobody) {
+  std::vector<char*> argv{const_cast<char*>("qeldumpcert")};
+  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  int out[2], err[2];
+  if (pipe(out) != 0 || pipe(err) != 0) return {"", "pipe failed", -1};
+  if (fork() == 0) {
+    dup2(out[1], 1);
+    dup2(err[1], 2);
+    for (int fd : {out[0], out[1], err[0], err[1]}) close(fd);
+    setenv("TZ", "UTC", 1);
+    const rlimit limit{address_space, address_space};
+    if (address_space != 0) setrlimit(RLIMIT_AS, &limit);
+    if (as_nobody && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
+    execv(tool.c_str(), argv.data());
+    _exit(127);
+  }
+  close(out[1]);
+  close(err[1]);
+  std::string out_text = drain(out[0]), err_text = drain(err[0]);
+  int status = 0;
+  wait(&status);
+  return {out_text, err_text, WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
+}
+
+const std::string kUsage =
+    "Usage: qeldumpcert [-f [Certificate_File]] [-p].\n"
+    "\t -p: \tindicate PEM Encoded Fingerprint.\n"
+    "\t -f: \tindicate the input certificate file\n";
+const std::string kUnable = "Unable to parse certificate.\n";
+const std::string kBegin = "-----BEGIN CERTIFICATE-----\n", kEnd = "-----END CERTIFICATE-----\n";
+
+std::string report(const std::string& fingerprint) { return kBegin + "FINGERPRINT: " + fingerprint + "\n" + kEnd; }
+std::string invalid(char c) { return std::string("qeldumpcert: invalid option -- '") + c + "'\n"; }
+std::string no_argument(char c) { return std::string("qeldumpcert: option requires an argument -- '") + c + "'\n"; }
+
+TEST(Cli, CommandLines) {
+  // Root reads any file, so the tool runs as user nobody: it and every file
+  // it reads are copied to a directory open to all, whatever the checkout's
+  // permissions.
+  char tmpl[] = "/tmp/qelcliXXXXXX";
+  const std::string dir = mkdtemp(tmpl);
+  chmod(dir.c_str(), 0755);
+  const std::string tool = dir + "/qeldumpcert", sample = dir + "/sample.der";
+  const std::string empty = dir + "/empty.der", locked = dir + "/locked.der", trailing = dir + "/trailing.der";
+  const std::string huge = dir + "/huge.der", large = dir + "/large.der";
+  fs::copy_file(QEL_TOOL_PATH, tool);
+  fs::copy_file(QEL_TEST_DATA "/sample.der", sample);
+  fs::copy_file(sample, locked);
+  chmod(locked.c_str(), 0);
+  fs::copy_file(sample, trailing);
+  std::ofstream(trailing, std::ios::app) << "trailer";
+  std::ofstream{empty}, std::ofstream{huge}, std::ofstream{large};
+  fs::resize_file(huge, 1u << 30);   // sparse; more than the limit
+  fs::resize_file(large, 64u << 20);  // sparse; its base64 text is more than the limit allows
+  std::map<std::string, std::string> fp;
+  std::ifstream in(QEL_TEST_DATA "/sample_fingerprints.txt");
+  for (std::string mode, text; in >> mode >> text;) fp[mode] = text;
+  ASSERT_EQ(fp.size(), 4u);
+
+  const rlim_t kSmallHeap = 128u << 20;
+  const struct {
+    const char* name;
+    std::vector<std::string> args;
+    Outcome expected;
+    rlim_t address_space = 0;
+  } cases[] = {
+      {"no arguments", {}, {kUsage, "", 0}},
+      {"one argument", {"-p"}, {kUsage, "", 0}},
+      {"a complete option alone is one argument", {"-f" + sample}, {kUsage, "", 0}},
+      {"attached path and -p", {"-f" + sample, "-p"}, {report(fp["pem"]), "", 0}},
+      {"file's bytes", {"-f", sample}, {report(fp["der"]), "", 0}},
+      {"PEM text", {"-p", "-f", sample}, {report(fp["pem"]), "", 0}},
+      {"no file: silent", {"-p", "-v"}, {"", "", 0}},
+      {"-f without its argument", {"-p", "-f"}, {kUsage, no_argument('f'), 0}},
+      {"-q is refused and takes its argument", {"-q", "x", "-f", sample}, {kUsage + report(fp["der"]), "", 0}},
+      {"-q without its argument", {"-f", sample, "-q"}, {kUsage + report(fp["der"]), no_argument('q'), 0}},
+      {"the last -f holds", {"-v", "-f", dir + "/missing", "-f", sample}, {report(fp["der"]), "", 0}},
+      {"usage for every bad option", {"-x", "-f", sample, "-y"},
+       {kUsage + kUsage + report(fp["der"]), invalid('x') + invalid('y'), 0}},
+      {"bad option and no file", {"-x", "-p"}, {kUsage, invalid('x'), 0}},
+      {"scanning ends at the first non-option", {"-v", "stray", "-f", sample}, {"", "", 0}},
+      {"scanning ends at --", {"--", "-f", sample}, {"", "", 0}},
+      {"path that does not exist", {"-f", dir + "/missing"}, {kUnable, "", 1}},
+      {"empty path", {"-f", ""}, {kUnable, "", 1}},
+      {"directory", {"-f", dir}, {kUnable, "", 1}},
+      {"unreadable file", {"-f", locked}, {kUnable, "", 1}},
+      {"empty file", {"-f", empty}, {report("d4:1d:8c:d9:8f:00:b2:04:e9:80:09:98:ec:f8:42:7e"), "", 0}},
+      {"empty file: PEM text is one line feed", {"-pf", empty},
+       {report("68:b3:29:da:98:93:e3:40:99:c7:d8:ad:5c:b9:c9:40"), "", 0}},
+      {"bytes behind the certificate", {"-f", trailing}, {report(fp["trailing_der"]), "", 0}},
+      {"bytes behind the certificate, PEM text", {"-p", "-f", trailing}, {report(fp["trailing_pem"]), "", 0}},
+      {"no memory for the file", {"-f", huge}, {kUnable, "", 1}, kSmallHeap},
+      {"no memory for the PEM text", {"-p", "-f", large},
+       {kBegin + "ERROR: Error PEM encoding root CA\nFINGERPRINT: (null)\n" + kEnd, "", 0}, kSmallHeap},
+  };
+  for (const auto& c : cases) {
+    if (kAsan && c.address_space != 0) continue;
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(run_tool(tool, c.args, c.address_space, geteuid() == 0), c.expected);
+  }
+  fs::remove_all(dir);
+}
+
+}  // namespace

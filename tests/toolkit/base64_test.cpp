@@ -1,0 +1,76 @@
+#include "toolkit/base64.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <tuple>
+
+namespace qel {
+namespace {
+
+std::string encode(const std::string& data) {
+  char* text = nullptr;
+  uint32_t length = 0;
+  EXPECT_EQ(tc_encode_base64(&text, &length, reinterpret_cast<const uint8_t*>(data.data()),
+                             static_cast<uint32_t>(data.size())), 0);
+  std::string s(text, length);
+  std::free(text);
+  return s;
+}
+
+// Result, `length`, and the `length` bytes of the block.
+std::tuple<int, uint32_t, std::string> decode(const std::string& text) {
+  uint8_t* bytes = nullptr;
+  uint32_t length = 0;
+  const int result = tc_decode_base64(&bytes, &length, text.c_str());
+  std::string s(reinterpret_cast<char*>(bytes), length);
+  std::free(bytes);
+  return {result, length, s};
+}
+
+TEST(Base64, EncodesAndRoundTrips) {
+  const std::string cases[][2] = {
+      {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"foob", "Zm9vYg=="}, {"fooba", "Zm9vYmE="},
+      {"foobar", "Zm9vYmFy"}, {std::string("\xfb\xff\xbf\0", 4), "+/+/AA=="},
+      {"Many hands make light work.", "TWFueSBoYW5kcyBtYWtlIGxpZ2h0IHdvcmsu"}};
+  for (const auto& c : cases) EXPECT_EQ(encode(c[0]), c[1]);
+  for (size_t n = 0; n <= 200; ++n) {
+    std::string data(n, '\0');
+    for (size_t i = 0; i < n; ++i) data[i] = static_cast<char>(i * 167 + n);
+    ASSERT_EQ(decode(encode(data)), std::make_tuple(0, static_cast<uint32_t>(n), data)) << n;
+  }
+}
+
+TEST(Base64, DecoderLeniencies) {
+  // Outside the alphabet counts as 0xFF: (19 << 2 | 0xFF >> 4), (0xFF << 4 | 5 >> 2), (5 << 6 | 46).
+  const std::string kMan = "Man", kStar = "\x4f\xf1\x6e";
+  const std::tuple<std::string, int, uint32_t, std::string> cases[] = {
+      {"", 0, 0, ""},
+      {" \t\n\v\f\r", 0, 0, ""},
+      {" T W F u ", 0, 3, kMan},
+      {"T\nW\r\nF\tu\n\n", 0, 3, kMan},
+      {"TQ==", 0, 1, "M"},
+      {"TWE=", 0, 2, "Ma"},
+      {"TWE=QUJD", 0, 2, "Ma"},  // nothing is read behind the first "="
+      {"T=E=", 0, 2, "O\xf1"},   // "=" in second place is a value
+      {"T*Fu", 0, 3, kStar},
+      // Ending inside a group: `length` stays at floor(3n / 4); the bytes
+      // decoded so far lead the block.
+      {"T", 3, 0, ""},
+      {"TW", 3, 1, ""},
+      {"TWF", 3, 2, "M"},
+      {"TQ=", 3, 2, "M"},
+      {"TWFuTW\n", 3, 5, kMan},
+  };
+  for (const auto& [text, result, length, bytes] : cases) {
+    const auto [r, l, b] = decode(text);
+    EXPECT_EQ(std::make_tuple(r, l, b.substr(0, bytes.size())), std::make_tuple(result, length, bytes)) << text;
+  }
+  // Bytes from 0x80 up have no place in the table: they count as 0xFF too.
+  for (int c = 0x80; c <= 0xFF; ++c)
+    EXPECT_EQ(decode("T" + std::string(1, static_cast<char>(c)) + "Fu"), std::make_tuple(0, 3u, kStar)) << c;
+}
+
+}  // namespace
+}  // namespace qel

@@ -1,0 +1,144 @@
+// Base64 encoding through a table of character pairs: each 12 bits of input
+// select two output characters at once, so three input bytes cost two table
+// loads and two 16-bit stores.
+#include "toolkit/base64.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+namespace qel {
+namespace {
+
+constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+enum : int { kOk = 0, kTruncated = 3, kNoMemory = 4 };
+
+// kPairs[v] holds the characters of the high and low six bits of the 12-bit v.
+constexpr auto kPairs = [] {
+  std::array<std::array<char, 2>, 4096> t{};
+  for (unsigned v = 0; v < 4096; ++v) t[v] = {kAlphabet[v >> 6], kAlphabet[v & 63]};
+  return t;
+}();
+
+// Inverse of the alphabet over 7-bit codes; 0xFF everywhere else, "=" too.
+constexpr auto kDecode = [] {
+  std::array<uint8_t, 128> t{};
+  t.fill(0xFF);
+  for (unsigned i = 0; i < 64; ++i) t[static_cast<unsigned char>(kAlphabet[i])] = static_cast<uint8_t>(i);
+  return t;
+}();
+
+// Value of one character. Bytes from 0x80 up have no table entry and count as
+// 0xFF, like every other character outside the alphabet.
+inline uint32_t value_of(unsigned char c) { return c < 128 ? kDecode[c] : 0xFFu; }
+
+// The white space of the default locale's space class.
+inline bool is_space(unsigned char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+inline uint32_t load_be32(const uint8_t* p) {
+  return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
+         static_cast<uint32_t>(p[2]) << 8 | p[3];
+}
+
+inline void put_pair(char* out, uint32_t v12) { std::memcpy(out, kPairs[v12].data(), 2); }
+
+}  // namespace
+
+int tc_encode_base64(char** text, uint32_t* length, const uint8_t* data, uint32_t size) {
+  const uint64_t chars = 4 * ((static_cast<uint64_t>(size) + 2) / 3);
+  char* out = chars < UINT32_MAX ? static_cast<char*>(std::malloc(chars + 1)) : nullptr;
+  *text = out;
+  if (out == nullptr) return kNoMemory;
+
+  const uint8_t* p = data;
+  const uint8_t* const whole_end = p + (size - size % 3);
+  // Four groups per iteration from three big-endian words.
+  for (; whole_end - p >= 12; p += 12, out += 16) {
+    const uint32_t w0 = load_be32(p), w1 = load_be32(p + 4), w2 = load_be32(p + 8);
+    const uint32_t g0 = w0 >> 8;
+    const uint32_t g1 = (w0 << 16 | w1 >> 16) & 0xFFFFFF;
+    const uint32_t g2 = (w1 << 8 | w2 >> 24) & 0xFFFFFF;
+    const uint32_t g3 = w2 & 0xFFFFFF;
+    put_pair(out, g0 >> 12);
+    put_pair(out + 2, g0 & 0xFFF);
+    put_pair(out + 4, g1 >> 12);
+    put_pair(out + 6, g1 & 0xFFF);
+    put_pair(out + 8, g2 >> 12);
+    put_pair(out + 10, g2 & 0xFFF);
+    put_pair(out + 12, g3 >> 12);
+    put_pair(out + 14, g3 & 0xFFF);
+  }
+  for (; p != whole_end; p += 3, out += 4) {
+    const uint32_t v = static_cast<uint32_t>(p[0]) << 16 | static_cast<uint32_t>(p[1]) << 8 | p[2];
+    put_pair(out, v >> 12);
+    put_pair(out + 2, v & 0xFFF);
+  }
+  switch (size % 3) {
+    case 1: {
+      put_pair(out, static_cast<uint32_t>(p[0]) << 4);
+      out[2] = '=';
+      out[3] = '=';
+      out += 4;
+      break;
+    }
+    case 2: {
+      const uint32_t v = static_cast<uint32_t>(p[0]) << 16 | static_cast<uint32_t>(p[1]) << 8;
+      put_pair(out, v >> 12);
+      out[2] = kAlphabet[(v >> 6) & 63];
+      out[3] = '=';
+      out += 4;
+      break;
+    }
+  }
+  *out = '\0';
+  *length = static_cast<uint32_t>(chars);
+  return kOk;
+}
+
+int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text) {
+  const size_t n = std::strlen(text);
+  const uint64_t capacity = static_cast<uint64_t>(n) * 3 >> 2;
+  if (capacity > UINT32_MAX) {
+    *bytes = nullptr;
+    return kNoMemory;
+  }
+  *length = static_cast<uint32_t>(capacity);
+  // At least one byte, so that an empty result is still a block to free.
+  uint8_t* out = static_cast<uint8_t*>(std::malloc(capacity != 0 ? capacity : 1));
+  *bytes = out;
+  if (out == nullptr) return kNoMemory;
+
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  auto skip_space = [&s] {
+    while (is_space(*s)) ++s;
+  };
+  // Reads one character and the white space behind it.
+  auto next = [&s, &skip_space] {
+    const unsigned char c = *s++;
+    skip_space();
+    return c;
+  };
+
+  uint8_t* w = out;
+  skip_space();
+  while (*s != '\0') {
+    const uint32_t v1 = value_of(next());
+    if (*s == '\0') return kTruncated;
+    const uint32_t v2 = value_of(next());
+    if (*s == '\0') return kTruncated;
+    *w++ = static_cast<uint8_t>(v1 << 2 | v2 >> 4);
+    const unsigned char c3 = next();
+    if (*s == '\0') return kTruncated;
+    if (c3 == '=') break;
+    const uint32_t v3 = value_of(c3);
+    *w++ = static_cast<uint8_t>(v2 << 4 | v3 >> 2);
+    const unsigned char c4 = next();
+    if (c4 == '=') break;
+    *w++ = static_cast<uint8_t>(v3 << 6 | value_of(c4));
+  }
+  *length = static_cast<uint32_t>(w - out);
+  return kOk;
+}
+
+}  // namespace qel
