@@ -18,6 +18,8 @@ const TypeDesc* const type_registry[] = {
     &AlgorithmIdentifier_desc, &CertificateValidityDate_desc, &Validity_desc,
     &SubjectPublicKeyInfo_desc, &Extension_desc, &Extensions_desc, &TBSCertificate_desc,
     &Certificate_desc, &RSAKey_desc,
+    &CertificationRequestInfo_desc,
+    &CertificationRequest_desc,
     nullptr,
 };
 
