@@ -458,6 +458,10 @@ TEST(AllocationFailure, NothingHalfBuiltIsLeft) {
   tc_free_dName(dn);
   drop_Certificate(cert);
 }
+#else
+TEST(AllocationFailure, NothingHalfBuiltIsLeft) {
+  GTEST_SKIP() << "sanitizer builds keep their own allocator";
+}
 #endif
 
 }  // namespace

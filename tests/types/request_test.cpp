@@ -30,6 +30,8 @@ TEST(CertificationRequest, FixturesDecodeAndEncodeBack) {
       // The second value stays unread inside the attribute, the request info
       // closes short of its end, and the signature algorithm is not found.
       {"req_two_values.der", false, 0, ASN_LEFTOVER},
+      // The 33rd attribute is left unread and met as the signature algorithm.
+      {"req_33_attrs.der", false, 0, ASN_LEFTOVER},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
@@ -53,21 +55,32 @@ TEST(CertificationRequest, FixturesDecodeAndEncodeBack) {
   }
 }
 
-// The request info of the two-values fixture on its own: one attribute is
-// kept with its first value, and the leftovers are reported.
-TEST(CertificationRequest, AttributeWithTwoValuesKeepsTheFirst) {
-  const std::vector<uint8_t> der = read_fixture("req_two_values.der");
-  const uint8_t* pos = der.data() + 1;
-  get_lth(&pos, der.data() + der.size());  // step inside the outer sequence
-  int32_t err = 0;
-  CertificationRequestInfo* info =
-      _unpack_CertificationRequestInfo(&pos, der.data() + der.size(), 0x30, &err);
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(err, ASN_LEFTOVER);
-  ASSERT_EQ(info->attributes.count, 1);
-  EXPECT_EQ(info->attributes.items[0]->values.count, 1);
-  EXPECT_EQ(get_int_val(&info->version), 0);
-  drop_CertificationRequestInfo(info);
+// The request info alone of the fixtures that stop reading attributes early:
+// what was read is kept, and the leftovers are reported.
+TEST(CertificationRequest, AttributesStopEarly) {
+  const struct {
+    const char* file;
+    int32_t attributes;
+  } cases[] = {
+      {"req_two_values.der", 1},  // the second value ends the attribute list
+      {"req_33_attrs.der", 32},   // the list holds 32
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.file);
+    const std::vector<uint8_t> der = read_fixture(c.file);
+    ASSERT_FALSE(der.empty());
+    const uint8_t* pos = der.data() + 1;
+    get_lth(&pos, der.data() + der.size());  // step inside the outer sequence
+    int32_t err = 0;
+    CertificationRequestInfo* info =
+        _unpack_CertificationRequestInfo(&pos, der.data() + der.size(), 0x30, &err);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(err, ASN_LEFTOVER);
+    ASSERT_EQ(info->attributes.count, c.attributes);
+    EXPECT_EQ(info->attributes.items[0]->values.count, 1);
+    EXPECT_EQ(get_int_val(&info->version), 0);
+    drop_CertificationRequestInfo(info);
+  }
 }
 
 }  // namespace

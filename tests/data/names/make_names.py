@@ -100,7 +100,8 @@ def make_cert(issuer, subject):
     b = (x509.CertificateBuilder().issuer_name(issuer).subject_name(subject)
          .public_key(KEY.public_key()).serial_number(7)
          .not_valid_before(START).not_valid_after(START + datetime.timedelta(days=365)))
-    return b.sign(KEY, hashes.SHA256()).public_bytes(serialization.Encoding.DER)
+    cert = b.sign(KEY, hashes.SHA256(), ecdsa_deterministic=True)
+    return cert.public_bytes(serialization.Encoding.DER)
 
 
 # --- minimal DER handling for the spliced requests ---------------------------
@@ -139,11 +140,13 @@ def children(der):
 def make_requests():
     subject = name(A(NameOID.COUNTRY_NAME, "US"), A(NameOID.COMMON_NAME, "Requester"))
     plain = (x509.CertificateSigningRequestBuilder().subject_name(subject)
-             .sign(KEY, hashes.SHA256()).public_bytes(serialization.Encoding.DER))
+             .sign(KEY, hashes.SHA256(), ecdsa_deterministic=True)
+             .public_bytes(serialization.Encoding.DER))
     with_attrs = (x509.CertificateSigningRequestBuilder().subject_name(subject)
                   .add_attribute(x509.oid.AttributeOID.CHALLENGE_PASSWORD, b"secret")
                   .add_extension(x509.BasicConstraints(ca=False, path_length=None), critical=True)
-                  .sign(KEY, hashes.SHA256()).public_bytes(serialization.Encoding.DER))
+                  .sign(KEY, hashes.SHA256(), ecdsa_deterministic=True)
+             .public_bytes(serialization.Encoding.DER))
     _, (info, alg, sig) = children(plain)
     _, (version, subj, spki, attrs) = children(info)
     assert attrs == b"\xa0\x00"
@@ -152,8 +155,13 @@ def make_requests():
     two = tlv(0x30, tlv(0x06, bytes.fromhex("2a864886f70d010907")) +
               tlv(0x31, tlv(0x13, b"one") + tlv(0x13, b"two")))
     two_values = tlv(0x30, tlv(0x30, version + subj + spki + tlv(0xA0, two)) + alg + sig)
+    # 33 attributes, one more than the list holds.
+    many = b"".join(tlv(0x30, tlv(0x06, bytes([0x2A, 0x03, i])) + tlv(0x31, tlv(0x13, b"v")))
+                    for i in range(33))
+    over = tlv(0x30, tlv(0x30, version + subj + spki + tlv(0xA0, many)) + alg + sig)
     return {"req_empty_attrs": plain, "req_attrs": with_attrs,
-            "req_no_attrs_element": no_element, "req_two_values": two_values}
+            "req_no_attrs_element": no_element, "req_two_values": two_values,
+            "req_33_attrs": over}
 
 
 # --- expected texts ------------------------------------------------------------
