@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "qelcert.h"
@@ -128,23 +129,21 @@ TEST(CompareDName, EntriesInOrderIgnoringCase) {
   EXPECT_EQ(tc_compare_dName(nullptr, nullptr), 0);
 }
 
+// Issuer against subject of fixtures: exact for the self-signed test, by
+// text for tc_compare_dname.
 TEST(SelfSigned, ExactIssuerAgainstSubject) {
-  const struct {
-    const char* file;
-    int32_t result, by_text;  // tc_isSelfSigned, tc_compare_dname
-  } cases[] = {{"plain.der", 1, 1}, {"empty.der", 1, 1}, {"case.der", 0, 1},
-               {"multivalued.der", 0, 0}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.file);
-    std::ifstream in(std::string(QEL_TEST_DATA) + "/names/" + c.file, std::ios::binary);
+  for (const auto& [file, exact, by_text] : {std::tuple{"plain", 1, 1}, {"empty", 1, 1},
+                                             {"case", 0, 1}, {"multivalued", 0, 0}}) {
+    SCOPED_TRACE(file);
+    std::ifstream in(std::string(QEL_TEST_DATA) + "/names/" + file + ".der", std::ios::binary);
     const std::vector<uint8_t> der{std::istreambuf_iterator<char>(in), {}};
     const uint8_t* pos = der.data();
     int32_t err = 0;
     Certificate* cert = _unpack_Certificate(&pos, der.data() + der.size(), 0x30, &err);
     ASSERT_NE(cert, nullptr);
-    EXPECT_EQ(tc_isSelfSigned(cert), c.result);
+    EXPECT_EQ(tc_isSelfSigned(cert), exact);
     const TBSCertificate& tbs = cert->tbsCertificate;
-    EXPECT_EQ(tc_compare_dname(&tbs.issuer, &tbs.subject), c.by_text);
+    EXPECT_EQ(tc_compare_dname(&tbs.issuer, &tbs.subject), by_text);
     drop_Certificate(cert);
   }
   EXPECT_EQ(tc_isSelfSigned(nullptr), 0);

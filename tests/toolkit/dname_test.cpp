@@ -125,12 +125,13 @@ TEST(NameText, FixturesMatchIndependentExpectations) {
   EXPECT_EQ(text, nullptr);
 }
 
+// A row matches an OID that starts with the row's bytes, over the row's length.
 TEST(AttrTable, LookupsMatchByRowLength) {
   const struct {
     const char* fault;
-    std::vector<uint8_t> oid;
-    const char* label;  // tc_attr_label
-    int32_t length;     // tc_attr_oid_length
+    std::vector<uint8_t> oid;  // padded to a row's 12 bytes for tc_attr_oid_length
+    const char* label;
+    int32_t length;
   } cases[] = {
       {"gap between T and PA", {0x55, 0x04, 0x0D}, nullptr, 3},
       {"longer OID matches its prefix row", {0x55, 0x04, 0x03, 0x01}, "CN", 3},
@@ -144,7 +145,7 @@ TEST(AttrTable, LookupsMatchByRowLength) {
     ASSERT_EQ(tc_set_ava(&ava, c.oid.data(), size, 0x13, nullptr, 0), 0);
     EXPECT_STREQ(tc_attr_label(&ava), c.label);
     std::vector<uint8_t> padded = c.oid;
-    padded.resize(12);  // the length lookup reads up to a row's worth
+    padded.resize(12);
     EXPECT_EQ(tc_attr_oid_length(padded.data()), c.length);
     dip_AttributeValueAssertion(&ava);
   }
