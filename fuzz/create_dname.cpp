@@ -12,9 +12,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   text[size] = '\0';
   qel::dName* name = qel::tc_create_dName(text);
   if (name != nullptr) {
-    // Walk what was built, and encode it when every entry has a row.
-    size_t count = 0;
-    while (name->entries[count] != nullptr) ++count;
+    // A parsed name equals itself, entries without a row included.
+    if (qel::tc_compare_dName(name, name) != 0) std::abort();
+    // Encode it when every entry has a row, and write it back as text.
     qel::Name encoded{};
     if (qel::tc_encode_Name(&encoded, name) == 0) {
       char* back = nullptr;
