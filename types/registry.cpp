@@ -38,6 +38,8 @@ const TypeDesc* const type_registry[] = {
     &RecipientInfo_desc, &RecipientInfos_desc, &EncryptedContentInfo_desc,
     &EnvelopedData_desc, &SignedAndEnvelopedData_desc, &DigestedData_desc, &DigestInfo_desc,
     &EncryptedData_desc,
+    // Certification requests.
+    &CertificationRequestInfo_desc, &CertificationRequest_desc,
     nullptr,
 };
 

@@ -1,3 +1,31 @@
+// PKCS#10 certification requests.
 #pragma once
 
-namespace qel {}  // namespace qel
+#include "asn/engine.h"
+#include "types/certificate.h"
+#include "types/names.h"
+
+namespace qel {
+
+// CertificationRequestInfo ::= SEQUENCE { version INTEGER, subject Name,
+//   subjectPublicKeyInfo SubjectPublicKeyInfo, attributes [0] IMPLICIT Attributes }
+// Every field is required, `attributes` too (an empty set is A0 00).
+struct CertificationRequestInfo {
+  INTEGER version;
+  Name subject;
+  SubjectPublicKeyInfo subjectPublicKeyInfo;
+  Attributes attributes;
+};
+
+// CertificationRequest ::= SEQUENCE { certificationRequestInfo CertificationRequestInfo,
+//   signatureAlgorithm AlgorithmIdentifier, signature BIT STRING }
+struct CertificationRequest {
+  CertificationRequestInfo certificationRequestInfo;
+  AlgorithmIdentifier signatureAlgorithm;
+  BIT_STRING signature;
+};
+
+QEL_DECLARE_TYPE(CertificationRequestInfo)
+QEL_DECLARE_TYPE(CertificationRequest)
+
+}  // namespace qel

@@ -1,0 +1,362 @@
+// Name texts, the attribute table and the parsed form.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "qelcert.h"
+
+using namespace qel;
+
+// Failing allocations on demand: malloc, calloc and realloc wrap glibc's own,
+// and the nth call after arming returns null; `live_blocks` counts what is
+// allocated and not freed. Sanitizer builds keep their allocator and skip.
+#if defined(__SANITIZE_ADDRESS__)
+#define QEL_NO_FAIL_ALLOC 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QEL_NO_FAIL_ALLOC 1
+#endif
+#endif
+#ifndef QEL_NO_FAIL_ALLOC
+namespace {
+long fail_countdown = 0, live_blocks = 0;
+bool fail_now() { return fail_countdown > 0 && --fail_countdown == 0; }
+void* counted(void* p) {
+  if (p != nullptr) ++live_blocks;
+  return p;
+}
+}  // namespace
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void __libc_free(void*);
+void* malloc(size_t n) noexcept { return fail_now() ? nullptr : counted(__libc_malloc(n)); }
+void* calloc(size_t n, size_t m) noexcept {
+  return fail_now() ? nullptr : counted(__libc_calloc(n, m));
+}
+void* realloc(void* p, size_t n) noexcept {
+  if (fail_now()) return nullptr;
+  return p == nullptr ? counted(__libc_realloc(p, n)) : __libc_realloc(p, n);
+}
+void free(void* p) noexcept {
+  if (p != nullptr) --live_blocks;
+  __libc_free(p);
+}
+}
+#endif
+
+namespace {
+
+void* load(const std::string& file, bool request) {
+  std::ifstream in(std::string(QEL_TEST_DATA) + "/" + file, std::ios::binary);
+  const std::vector<uint8_t> der{std::istreambuf_iterator<char>(in), {}};
+  const uint8_t* pos = der.data();
+  int32_t err = 0;
+  if (request) return _unpack_CertificationRequest(&pos, der.data() + der.size(), 0x30, &err);
+  return _unpack_Certificate(&pos, der.data() + der.size(), 0x30, &err);
+}
+
+std::string unescape(const std::string& s) {
+  std::string out;
+  for (size_t i = 0; i < s.size(); ++i) {
+    const bool hex = s[i] == '\\' && i + 3 < s.size();
+    out += hex ? static_cast<char>(std::stoi(s.substr(i + 2, 2), nullptr, 16)) : s[i];
+    i += hex ? 3 : 0;
+  }
+  return out;
+}
+
+int entry_count(const dName* dn) {  // -1 for no dName
+  int n = 0;
+  while (dn != nullptr && dn->entries[n] != nullptr) ++n;
+  return dn ? n : -1;
+}
+
+std::string take(char* text) {  // frees the text
+  std::string s = text ? text : "<null>";
+  return std::free(text), s;
+}
+
+// Every name in the expectations file, in both forms and parsed back.
+TEST(NameText, FixturesMatchIndependentExpectations) {
+  std::ifstream in(std::string(QEL_TEST_DATA) + "/names/expected_names.txt");
+  int checked = 0;
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    std::vector<std::string> f;
+    std::stringstream cols(line);
+    for (std::string c; std::getline(cols, c, '\t');) f.push_back(c);
+    f.resize(6);
+    SCOPED_TRACE(f[0] + " " + f[1]);
+    const bool request = f[0].find("/req_") != std::string::npos;
+    void* record = load(f[0], request);
+    if (record == nullptr) continue;  // refused requests: request_test
+    const int32_t selector =
+        request ? kDnameRequestSubject : f[1] == "issuer" ? kDnameIssuer : kDnameSubject;
+    char* text = nullptr;
+    ASSERT_EQ(tc_extract_dname(&text, record, selector), 0);
+    const std::string slash = take(text);
+    ASSERT_EQ(tc_extract_dname_ldap(&text, record, selector), 0);
+    const std::string ldap = take(text);
+    EXPECT_EQ(slash, unescape(f[2]));
+    EXPECT_EQ(ldap, unescape(f[3]));
+    for (const auto& [form, count] : {std::pair{slash, f[4]}, std::pair{ldap, f[5]}}) {
+      dName* dn = tc_create_dName(form.c_str());
+      EXPECT_EQ(entry_count(dn), std::stoi(count)) << form;
+      tc_free_dName(dn);
+    }
+    if (request) drop_CertificationRequest(static_cast<CertificationRequest*>(record));
+    else drop_Certificate(static_cast<Certificate*>(record));
+    ++checked;
+  }
+  EXPECT_GE(checked, 20);
+  Certificate hollow{};  // subject without its value
+  char* text = nullptr;
+  EXPECT_EQ(tc_extract_dname(&text, &hollow, 7), 1);
+  EXPECT_EQ(tc_extract_dname_ldap(nullptr, &hollow, 0), 2);
+  EXPECT_EQ(tc_decode_dname(&text, nullptr), 2);
+  EXPECT_EQ(text, nullptr);
+}
+
+// A row matches an OID that starts with the row's bytes, over the row's length.
+TEST(AttrTable, LookupsMatchByRowLength) {
+  const struct {
+    const char* fault;
+    std::vector<uint8_t> oid;  // padded to a row's 12 bytes for tc_attr_oid_length
+    const char* label;
+    int32_t length;
+  } cases[] = {
+      {"gap between T and PA", {0x55, 0x04, 0x0D}, nullptr, 3},
+      {"longer OID matches its prefix row", {0x55, 0x04, 0x03, 0x01}, "CN", 3},
+      {"email row", {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x01}, "emailAddress", 9},
+      {"email OID cut short", {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09}, nullptr, 3},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    AttributeValueAssertion ava{};
+    const auto size = static_cast<int32_t>(c.oid.size());
+    ASSERT_EQ(tc_set_ava(&ava, c.oid.data(), size, 0x13, nullptr, 0), 0);
+    EXPECT_STREQ(tc_attr_label(&ava), c.label);
+    std::vector<uint8_t> padded = c.oid;
+    padded.resize(12);
+    EXPECT_EQ(tc_attr_oid_length(padded.data()), c.length);
+    dip_AttributeValueAssertion(&ava);
+  }
+}
+
+// tc_set_ava writes tag and DER length; tc_get_ava reads them back without
+// leaving the block, cutting a declared length to what the block holds.
+TEST(Ava, HeaderWrittenAndReadInsideTheBlock) {
+  const struct {
+    const char* fault;
+    std::vector<uint8_t> block;  // empty: made by tc_set_ava with `length` bytes
+    int32_t tag, length, offset;
+  } cases[] = {
+      {"empty value", {}, 0x13, 0, 2},
+      {"127 bytes, short form", {}, 0x13, 127, 2},
+      {"128 bytes, long form", {}, 0x13, 128, 3},
+      {"content shorter than declared", {0x13, 0x05, 'a', 'b'}, 0x13, 2, 2},
+      {"long-form length octets missing", {0x13, 0x84, 0x00}, 0x13, 0, 3},
+      {"tag only", {0x0C}, 0x0C, 0, 1},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    AttributeValueAssertion ava{};
+    const std::vector<uint8_t> value(static_cast<size_t>(c.length) + 1, 'a');
+    ASSERT_EQ(tc_set_ava(&ava, value.data(), 1, 0x113, value.data(), c.length), 0);
+    vbl_blk& block = ava.attributeValue;
+    if (c.block.empty()) {
+      EXPECT_EQ(block.length, c.length + c.offset);
+    } else {  // an exact-size heap copy, so ASan sees overreads
+      block.length = static_cast<int32_t>(c.block.size());
+      block.bytes = static_cast<uint8_t*>(std::realloc(block.bytes, c.block.size()));
+      std::memcpy(block.bytes, c.block.data(), c.block.size());
+    }
+    int32_t tag = 0, length = -1;
+    const uint8_t* content = nullptr;
+    ASSERT_EQ(tc_get_ava(&tag, &content, &length, &block), 0);
+    EXPECT_EQ(tag, c.tag);
+    EXPECT_EQ(length, c.length);
+    EXPECT_EQ(content, block.bytes + c.offset);
+    dip_AttributeValueAssertion(&ava);
+  }
+  int32_t tag = 0, length = 0;
+  const uint8_t* content = nullptr;
+  const vbl_blk lost{5, nullptr};  // a failed allocation leaves a length without bytes
+  EXPECT_EQ(tc_get_ava(&tag, &content, &length, &lost), 2);
+}
+
+TEST(CreateDName, TextsOfBothForms) {
+  using E = std::vector<std::pair<const char*, const char*>>;  // label (null: no row), value
+  const struct {
+    const char* text;
+    bool null;
+    E entries;
+  } cases[] = {
+      {"//", false, {}}, {"/", false, {}}, {",", false, {}}, {"", true, {}}, {"CN=Root", true, {}},
+      {"/CN=Root", false, {{"CN", "Root"}}}, {"CN=Root,", false, {{"CN", "Root"}}},
+      {"/C=US//O=Acme/", false, {{"C", "US"}, {"O", "Acme"}}},
+      {"CN=Root,O=Acme,C=US", false, {{"C", "US"}, {"O", "Acme"}, {"CN", "Root"}}},
+      {"/CN=Root/Acme/", true, {}}, {"/CN=a=b/", false, {{"CN", "a=b"}}},
+      {"/CN=/", false, {{"CN", ""}}}, {"/cn=Root/", false, {{"CN", "Root"}}},
+      {"/EMAILADDRESS=a/", false, {{"emailAddress", "a"}}},
+      {"/XX=1/", false, {{nullptr, "1"}}}, {"/=1/", false, {{nullptr, "1"}}},
+      {"/ CN=Root/", false, {{nullptr, "Root"}}},
+      {"CN=R, O=A", false, {{nullptr, "A"}, {"CN", "R"}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    dName* dn = tc_create_dName(c.text);
+    ASSERT_EQ(dn == nullptr, c.null);
+    ASSERT_EQ(entry_count(dn), c.null ? -1 : static_cast<int>(c.entries.size()));
+    for (size_t i = 0; i < c.entries.size(); ++i) {
+      EXPECT_STREQ(dn->entries[i]->label, c.entries[i].first);
+      EXPECT_EQ(dn->entries[i]->oid == nullptr, c.entries[i].first == nullptr);
+      EXPECT_STREQ(dn->entries[i]->value, c.entries[i].second);
+    }
+    EXPECT_EQ(tc_free_dName(dn), 0);
+  }
+  EXPECT_EQ(tc_create_dName(nullptr), nullptr);
+}
+
+// Encoded names packed to DER; what does not fit is refused and nothing built.
+TEST(EncodeName, PrintableStringRdnsOrRefusal) {
+  std::string full = "/", many;
+  for (int i = 0; i < 32; ++i) full += "O=" + std::to_string(i) + "/";
+  many = full + "O=32/";
+  const struct {
+    std::string text;
+    int32_t result;
+    std::vector<uint8_t> der;  // empty: not checked
+  } cases[] = {
+      {"/C=US/CN=Root/", 0, {0x30, 0x1C, 0x31, 0x0B, 0x30, 0x09, 0x06, 0x03, 0x55, 0x04, 0x06, 0x13,
+                             0x02, 'U', 'S', 0x31, 0x0D, 0x30, 0x0B, 0x06, 0x03, 0x55, 0x04, 0x03,
+                             0x13, 0x04, 'R', 'o', 'o', 't'}},
+      {"CN=x,emailAddress=a@b", 0, {0x30, 0x20, 0x31, 0x12, 0x30, 0x10, 0x06, 0x09, 0x2A, 0x86,
+                                    0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x01, 0x13, 0x03, 'a',
+                                    '@', 'b', 0x31, 0x0A, 0x30, 0x08, 0x06, 0x03, 0x55, 0x04,
+                                    0x03, 0x13, 0x01, 'x'}},
+      {"/", 0, {0x30, 0x00}},
+      {full, 0, {}},
+      {"/CN=a/XX=b/", 2, {}},  // entry without a row
+      {many, 2, {}},           // 33 entries
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    dName* dn = tc_create_dName(c.text.c_str());
+    Name name{0x30, &name};  // stale contents are overwritten, never followed
+    ASSERT_EQ(tc_encode_Name(&name, dn), c.result);
+    EXPECT_EQ(name.tag, c.result == 0 ? 0x30 : 0);
+    EXPECT_EQ(name.value == nullptr, c.result != 0);
+    if (!c.der.empty()) {
+      std::vector<uint8_t> out(static_cast<size_t>(sizeof_Name(&name, 1)));
+      uint8_t* pos = out.data();
+      int32_t err = 0;
+      _pack_Name(&pos, &name, 0xFC, &err);
+      EXPECT_EQ(out, c.der);
+    }
+    dip_Name(&name);
+    tc_free_dName(dn);
+  }
+  Name name{};
+  EXPECT_EQ(tc_encode_Name(&name, nullptr), 2);
+}
+
+TEST(StrcpyX, FirstValueOfEachRdnOnly) {
+  const struct {
+    const char *fault, *file;
+    int32_t use_issuer, row;
+    const char* value;  // null: not found
+  } cases[] = {
+      {"first value of a multi-valued RDN", "multivalued", 0, 7, "Acme"},
+      {"second value of that RDN is not looked at", "multivalued", 0, 8, nullptr},
+      {"issuer", "case", 1, 0, "Root"},
+      {"zero byte ends the copy", "zerobyte", 0, 0, "ab"},
+      {"zero byte first", "zerobyte", 0, 7, ""},
+      {"absent attribute", "plain", 0, 15, nullptr},
+      {"row number past the table", "plain", 0, 16, nullptr},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    auto* cert = static_cast<Certificate*>(load(std::string("names/") + c.file + ".der", false));
+    char* out = reinterpret_cast<char*>(&out);
+    EXPECT_EQ(tc_strcpyX(cert, c.use_issuer, c.row, &out), c.value ? 0 : -1);
+    EXPECT_EQ(take(out), c.value ? c.value : "<null>");
+    drop_Certificate(cert);
+  }
+  char* texts[32] = {strdup("a"), nullptr, strdup("b")};
+  tc_free_dname(texts);
+  EXPECT_EQ(texts[2], nullptr);
+}
+
+#ifndef QEL_NO_FAIL_ALLOC
+// Fails the 1st, 2nd, ... allocation of `call` until it gets through; after
+// each failure nothing may be left allocated. One clean call first fills the
+// codec's free lists, which keep released records for reuse.
+template <class Call>
+void sweep_failures(const char* what, Call call) {
+  SCOPED_TRACE(what);
+  call();
+  for (long k = 1; k < 200; ++k) {
+    const long before = live_blocks;
+    fail_countdown = k;
+    const bool ok = call();
+    const bool hit = fail_countdown == 0;
+    fail_countdown = 0;
+    if (!hit) {
+      EXPECT_TRUE(ok && k > 1) << "got through at allocation " << k;
+      return;
+    }
+    EXPECT_FALSE(ok) << "allocation " << k << " failed unnoticed";
+    EXPECT_EQ(live_blocks, before) << "allocation " << k;
+  }
+}
+
+TEST(AllocationFailure, NothingHalfBuiltIsLeft) {
+  auto* cert = static_cast<Certificate*>(load("names/allrows.der", false));
+  dName* dn = tc_create_dName("/C=US/O=Acme/CN=Root/");
+  char* text = reinterpret_cast<char*>(&text);
+  sweep_failures("tc_format_dname", [&] {
+    const int32_t r = tc_extract_dname(&text, cert, 0);
+    EXPECT_TRUE(r == 0 || (r == 4 && text == nullptr));
+    return std::free(text), r == 0;
+  });
+  sweep_failures("tc_strcpyX", [&] {
+    const int32_t r = tc_strcpyX(cert, 0, 0, &text);
+    EXPECT_EQ(r == 0, text != nullptr);
+    return std::free(text), r == 0;
+  });
+  sweep_failures("tc_create_dName", [&] {
+    dName* made = tc_create_dName("CN=a,O=b,XX=c,C=d,");
+    return tc_free_dName(made), made != nullptr;
+  });
+  sweep_failures("tc_encode_Name", [&] {
+    Name name{};
+    const int32_t r = tc_encode_Name(&name, dn);
+    EXPECT_TRUE(r == 0 || (r == 4 && name.value == nullptr && name.tag == 0));
+    return dip_Name(&name), r == 0;
+  });
+  sweep_failures("tc_set_ava", [&] {
+    AttributeValueAssertion ava{};
+    const int32_t r = tc_set_ava(&ava, dn->entries[0]->oid, 3, 0x13, dn->entries[0]->oid, 3);
+    EXPECT_TRUE(r == 0 || (r == 4 && !ava.attributeType.bytes && !ava.attributeType.length &&
+                           !ava.attributeValue.bytes && !ava.attributeValue.length));
+    return dip_AttributeValueAssertion(&ava), r == 0;
+  });
+  tc_free_dName(dn);
+  drop_Certificate(cert);
+}
+#else
+TEST(AllocationFailure, NothingHalfBuiltIsLeft) {
+  GTEST_SKIP() << "sanitizers keep their own allocator";
+}
+#endif
+
+}  // namespace
