@@ -1,6 +1,7 @@
 // Base64 encoding through a table of character pairs: each 12 bits of input
 // select two output characters at once, so three input bytes cost two table
 // loads and two 16-bit stores.
+#include "toolkit/codes.h"
 #include "toolkit/base64.h"
 
 #include <array>
@@ -12,7 +13,6 @@ namespace {
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-enum : int { kOk = 0, kTruncated = 3, kNoMemory = 4 };
 
 // kPairs[v] holds the characters of the high and low six bits of the 12-bit v.
 constexpr auto kPairs = [] {
@@ -49,7 +49,7 @@ int tc_encode_base64(char** text, uint32_t* length, const uint8_t* data, uint32_
   const uint64_t chars = 4 * ((static_cast<uint64_t>(size) + 2) / 3);
   char* out = chars < UINT32_MAX ? static_cast<char*>(std::malloc(chars + 1)) : nullptr;
   *text = out;
-  if (out == nullptr) return kNoMemory;
+  if (out == nullptr) return TC_MEMORY;
 
   const uint8_t* p = data;
   const uint8_t* const whole_end = p + (size - size % 3);
@@ -93,7 +93,7 @@ int tc_encode_base64(char** text, uint32_t* length, const uint8_t* data, uint32_
   }
   *out = '\0';
   *length = static_cast<uint32_t>(chars);
-  return kOk;
+  return TC_SUCCESS;
 }
 
 int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text) {
@@ -101,13 +101,13 @@ int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text) {
   const uint64_t capacity = static_cast<uint64_t>(n) * 3 >> 2;
   if (capacity > UINT32_MAX) {
     *bytes = nullptr;
-    return kNoMemory;
+    return TC_MEMORY;
   }
   *length = static_cast<uint32_t>(capacity);
   // At least one byte, so that an empty result is still a block to free.
   uint8_t* out = static_cast<uint8_t*>(std::malloc(capacity != 0 ? capacity : 1));
   *bytes = out;
-  if (out == nullptr) return kNoMemory;
+  if (out == nullptr) return TC_MEMORY;
 
   const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
   auto skip_space = [&s] {
@@ -124,12 +124,12 @@ int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text) {
   skip_space();
   while (*s != '\0') {
     const uint32_t v1 = value_of(next());
-    if (*s == '\0') return kTruncated;
+    if (*s == '\0') return TC_PARSE_ITEM;
     const uint32_t v2 = value_of(next());
-    if (*s == '\0') return kTruncated;
+    if (*s == '\0') return TC_PARSE_ITEM;
     *w++ = static_cast<uint8_t>(v1 << 2 | v2 >> 4);
     const unsigned char c3 = next();
-    if (*s == '\0') return kTruncated;
+    if (*s == '\0') return TC_PARSE_ITEM;
     if (c3 == '=') break;
     const uint32_t v3 = value_of(c3);
     *w++ = static_cast<uint8_t>(v2 << 4 | v3 >> 2);
@@ -138,7 +138,7 @@ int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text) {
     *w++ = static_cast<uint8_t>(v3 << 6 | value_of(c4));
   }
   *length = static_cast<uint32_t>(w - out);
-  return kOk;
+  return TC_SUCCESS;
 }
 
 }  // namespace qel

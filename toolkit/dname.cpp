@@ -1,4 +1,5 @@
 // Distinguished names as text, and the attribute table behind the labels.
+#include "toolkit/codes.h"
 #include "toolkit/dname.h"
 
 #include <strings.h>
@@ -10,10 +11,6 @@ namespace qel {
 
 namespace {
 
-constexpr int32_t kOk = 0;
-constexpr int32_t kUnknown = 1;
-constexpr int32_t kBadArgs = 2;
-constexpr int32_t kNoMemory = 4;
 
 constexpr int32_t kListCapacity = 32;
 constexpr uint8_t kPrintableString = 0x13;
@@ -98,7 +95,7 @@ const Name* pick_name(const void* record, int32_t selector) {
 
 int32_t extract(char** out, const void* record, int32_t selector, char separator,
                 int32_t bracketed, int32_t reversed) {
-  if (out == nullptr || record == nullptr) return kBadArgs;
+  if (out == nullptr || record == nullptr) return TC_INVALID_ARGUMENTS;
   const auto* sequence = static_cast<const RDNSequence*>(pick_name(record, selector)->value);
   return tc_format_dname(sequence, out, separator, bracketed, reversed);
 }
@@ -138,7 +135,7 @@ const tc_attr_row tc_attr_table[kAttrRows + 1] = {
 // Attribute table and attribute values.
 
 int32_t tc_find_attr_by_label(dNameEntry* entry, const char* text) {
-  if (entry == nullptr || text == nullptr) return kOk;
+  if (entry == nullptr || text == nullptr) return TC_SUCCESS;
   for (const tc_attr_row* row = tc_attr_table; row->oid[0] != 0; ++row) {
     if (strcasecmp(row->label, text) == 0) {
       entry->oid = row->oid;
@@ -146,7 +143,7 @@ int32_t tc_find_attr_by_label(dNameEntry* entry, const char* text) {
       break;
     }
   }
-  return kOk;
+  return TC_SUCCESS;
 }
 
 int32_t tc_attr_oid_length(const uint8_t* oid) {
@@ -166,7 +163,7 @@ int32_t tc_set_ava(AttributeValueAssertion* ava, const uint8_t* oid, int32_t oid
                    int32_t tag, const uint8_t* value, int32_t valueLength) {
   if (ava == nullptr || oidLength < 0 || valueLength < 0 || (oid == nullptr && oidLength > 0) ||
       (value == nullptr && valueLength > 0))
-    return kBadArgs;
+    return TC_INVALID_ARGUMENTS;
   vbl_blk& type = ava->attributeType;
   vbl_blk& element = ava->attributeValue;
   dip_vbl_blk(&element);
@@ -178,20 +175,20 @@ int32_t tc_set_ava(AttributeValueAssertion* ava, const uint8_t* oid, int32_t oid
       (bytes = static_cast<uint8_t*>(std::malloc(total))) == nullptr) {
     dip_vbl_blk(&type);
     type.length = 0;
-    return kNoMemory;
+    return TC_MEMORY;
   }
   element.bytes = bytes;
   element.length = static_cast<int32_t>(total);
   put_byte(&bytes, tag & 0xFF);
   put_lth(&bytes, size);
   if (size > 0) std::memcpy(bytes, value, size);
-  return kOk;
+  return TC_SUCCESS;
 }
 
 int32_t tc_get_ava(int32_t* tag, const uint8_t** content, int32_t* length, const vbl_blk* block) {
   if (tag == nullptr || content == nullptr || length == nullptr || block == nullptr ||
       block->bytes == nullptr || block->length <= 0)
-    return kBadArgs;
+    return TC_INVALID_ARGUMENTS;
   const uint8_t* pos = block->bytes;
   const uint8_t* end = pos + block->length;
   *tag = get_byte(&pos, end);
@@ -199,7 +196,7 @@ int32_t tc_get_ava(int32_t* tag, const uint8_t** content, int32_t* length, const
   const auto held = static_cast<uint32_t>(end - pos);
   *content = pos;
   *length = static_cast<int32_t>(declared < held ? declared : held);
-  return kOk;
+  return TC_SUCCESS;
 }
 
 // ---------------------------------------------------------------------------
@@ -207,7 +204,7 @@ int32_t tc_get_ava(int32_t* tag, const uint8_t** content, int32_t* length, const
 
 int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
                         int32_t bracketed, int32_t reversed) {
-  if (sequence == nullptr || out == nullptr) return kUnknown;
+  if (sequence == nullptr || out == nullptr) return TC_UNKNOWN;
   *out = nullptr;
   TextBuffer text;
   const int32_t rdns = clamp_count(sequence->count);
@@ -232,7 +229,7 @@ int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
         int32_t tag = 0;
         int32_t length = 0;
         const uint8_t* content = nullptr;
-        if (tc_get_ava(&tag, &content, &length, &ava->attributeValue) != kOk) length = 0;
+        if (tc_get_ava(&tag, &content, &length, &ava->attributeValue) != TC_SUCCESS) length = 0;
         if (between && !first_written) text.append(separator);
         text.append(label);
         text.append('=');
@@ -243,7 +240,7 @@ int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
     }
   }
   *out = text.release();
-  return *out != nullptr ? kOk : kNoMemory;
+  return *out != nullptr ? TC_SUCCESS : TC_MEMORY;
 }
 
 int32_t tc_extract_dname(char** out, const void* record, int32_t selector) {
@@ -255,7 +252,7 @@ int32_t tc_extract_dname_ldap(char** out, const void* record, int32_t selector) 
 }
 
 int32_t tc_decode_dname(char** out, const RDNSequence* sequence) {
-  if (out == nullptr || sequence == nullptr) return kBadArgs;
+  if (out == nullptr || sequence == nullptr) return TC_INVALID_ARGUMENTS;
   return tc_format_dname(sequence, out, '/', 1, 0);
 }
 
@@ -279,7 +276,7 @@ int32_t tc_strcpyX(const Certificate* certificate, int32_t useIssuer, int32_t at
     int32_t tag = 0;
     int32_t length = 0;
     const uint8_t* content = nullptr;
-    if (tc_get_ava(&tag, &content, &length, &ava.attributeValue) != kOk) length = 0;
+    if (tc_get_ava(&tag, &content, &length, &ava.attributeValue) != TC_SUCCESS) length = 0;
     char* text = static_cast<char*>(std::calloc(static_cast<size_t>(length) + 1, 1));
     if (text == nullptr) return -1;
     const size_t copied = text_length(content, length);
@@ -355,23 +352,23 @@ dName* tc_create_dName(const char* text) {
 }
 
 int32_t tc_free_dName(dName* name) {
-  if (name == nullptr) return kOk;
+  if (name == nullptr) return TC_SUCCESS;
   free_entries(name->entries);
   std::free(name);
-  return kOk;
+  return TC_SUCCESS;
 }
 
 int32_t tc_encode_Name(Name* name, const dName* dn) {
-  if (name == nullptr || dn == nullptr) return kBadArgs;
+  if (name == nullptr || dn == nullptr) return TC_INVALID_ARGUMENTS;
   name->tag = 0;
   name->value = nullptr;
   int32_t count = 0;
   for (dNameEntry* const* e = dn->entries; e != nullptr && *e != nullptr; ++e, ++count) {
     if ((*e)->oid == nullptr || (*e)->value == nullptr || count == kListCapacity)
-      return kBadArgs;
+      return TC_INVALID_ARGUMENTS;
   }
   RDNSequence* sequence = new_RDNSequence();
-  if (sequence == nullptr) return kNoMemory;
+  if (sequence == nullptr) return TC_MEMORY;
   for (int32_t i = 0; i < count; ++i) {
     const dNameEntry& entry = *dn->entries[i];
     RelativeDistinguishedName* rdn = new_RelativeDistinguishedName();
@@ -382,21 +379,21 @@ int32_t tc_encode_Name(Name* name, const dName* dn) {
     }
     if (rdn == nullptr || rdn->items[0] == nullptr) {
       drop_RDNSequence(sequence);
-      return kNoMemory;
+      return TC_MEMORY;
     }
     rdn->count = 1;
     const size_t length = std::strlen(entry.value);
     if (length > 0x7FFF0000u ||
         tc_set_ava(rdn->items[0], entry.oid, tc_attr_oid_length(entry.oid), kPrintableString,
                    reinterpret_cast<const uint8_t*>(entry.value),
-                   static_cast<int32_t>(length)) != kOk) {
+                   static_cast<int32_t>(length)) != TC_SUCCESS) {
       drop_RDNSequence(sequence);
-      return kNoMemory;
+      return TC_MEMORY;
     }
   }
   name->tag = 0x30;
   name->value = sequence;
-  return kOk;
+  return TC_SUCCESS;
 }
 
 }  // namespace qel
