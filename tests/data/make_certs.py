@@ -479,7 +479,7 @@ def bad_fixtures():
     out["rdn_33_values"] = cert(subject=name(
         [(PRIVATE + f".9.{i}", utf8(f"v{i}")) for i in range(33)]))
     out["rdn_unsorted"] = cert(subject=seq(
-        tlv(0x31, seq(oid(O), utf8("b")) + seq(oid(C), printable("AA")))))
+        tlv(0x31, seq(oid(C), printable("AA")) + seq(oid(O), utf8("b")))))
     return out
 
 
