@@ -1,0 +1,333 @@
+// Decoding and encoding whole certificates, side by side with OpenSSL and
+// with a floor: a plain walk over the same DER that allocates one small node
+// per element. Two sets: the fixture certificates and, where present, the
+// CA certificates of the system. Each benchmark reports the time per
+// certificate ("per_cert") and, outside sanitizer builds, the heap
+// allocations per certificate ("allocs").
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tool/decode.h"
+#include "types/certificate.h"
+
+#ifdef QEL_HAVE_OPENSSL
+#include <openssl/x509.h>
+#endif
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QEL_NO_ALLOC_COUNT 1
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define QEL_NO_ALLOC_COUNT 1
+#endif
+
+// ---------------------------------------------------------------------------
+// Allocation count: the bench binary's own malloc family, forwarding to
+// glibc's and counting every call that allocates.
+
+namespace {
+uint64_t g_allocations = 0;
+}  // namespace
+
+#ifndef QEL_NO_ALLOC_COUNT
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void __libc_free(void*);
+
+void* malloc(size_t size) {
+  ++g_allocations;
+  return __libc_malloc(size);
+}
+void* calloc(size_t count, size_t size) {
+  ++g_allocations;
+  return __libc_calloc(count, size);
+}
+void* realloc(void* block, size_t size) {
+  ++g_allocations;
+  return __libc_realloc(block, size);
+}
+void free(void* block) { __libc_free(block); }
+}
+#endif
+
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<uint8_t>;
+
+Bytes read_file(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+// The base64 body of the first PEM certificate of a text.
+Bytes pem_to_der(const std::string& pem) {
+  static const char* alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  const size_t begin = pem.find("-----BEGIN CERTIFICATE-----");
+  const size_t end = pem.find("-----END CERTIFICATE-----");
+  Bytes der;
+  if (begin == std::string::npos || end == std::string::npos) return der;
+  uint32_t bits = 0;
+  int count = 0;
+  for (size_t i = pem.find('\n', begin); i < end; ++i) {
+    const char* p = pem[i] != '\0' ? std::strchr(alphabet, pem[i]) : nullptr;
+    if (p == nullptr) continue;
+    bits = (bits << 6) | static_cast<uint32_t>(p - alphabet);
+    if ((count += 6) >= 8) der.push_back(static_cast<uint8_t>(bits >> (count -= 8)));
+  }
+  return der;
+}
+
+// Keeps a value alive for the optimizer without letting it assume the value
+// changed: the read-write form of DoNotOptimize is miscompiled by g++ 12
+// under ASan, handing back a garbage pointer.
+template <class T>
+void keep(const T& value) {
+  benchmark::DoNotOptimize(value);
+}
+
+bool openssl_parses(const Bytes& der) {
+#ifdef QEL_HAVE_OPENSSL
+  const unsigned char* p = der.data();
+  X509* x = d2i_X509(nullptr, &p, static_cast<long>(der.size()));
+  X509_free(x);
+  return x != nullptr;
+#else
+  (void)der;
+  return true;
+#endif
+}
+
+// Certificates that both decoders accept, so that every benchmark of a set
+// runs over the same bytes.
+std::vector<Bytes> load_set(int which) {
+  std::vector<fs::path> paths;
+  const fs::path dir = which == 0 ? fs::path(QEL_TEST_DATA) / "certs"
+                                  : fs::path("/usr/share/ca-certificates/mozilla");
+  if (fs::is_directory(dir))
+    for (const auto& e : fs::directory_iterator(dir)) paths.push_back(e.path());
+  std::sort(paths.begin(), paths.end());
+  std::vector<Bytes> out;
+  for (const auto& path : paths) {
+    Bytes der;
+    if (path.extension() == ".der") {
+      der = read_file(path);
+    } else if (path.extension() == ".crt") {
+      const Bytes pem = read_file(path);
+      der = pem_to_der(std::string(pem.begin(), pem.end()));
+    }
+    if (der.empty() || !openssl_parses(der)) continue;
+    qel::Certificate* tree = qel::tc_unpack_cert(der.data(), static_cast<uint32_t>(der.size()));
+    if (tree == nullptr) continue;
+    qel::drop_Certificate(tree);
+    out.push_back(std::move(der));
+  }
+  return out;
+}
+
+const std::vector<Bytes>& certificate_set(int which) {
+  static const std::vector<Bytes> sets[2] = {load_set(0), load_set(1)};
+  return sets[which];
+}
+
+const char* set_name(int which) { return which == 0 ? "fixtures" : "debian-ca"; }
+
+// Runs `pass` (one pass over all certificates of the set) in the timing loop
+// and reports time and allocations per certificate.
+template <class Pass>
+void run(benchmark::State& state, const std::vector<Bytes>& certs, Pass pass) {
+  if (certs.empty()) {
+    state.SkipWithError("no certificates in this set");
+    return;
+  }
+  state.SetLabel(std::string(set_name(static_cast<int>(state.range(0)))) + ", " +
+                 std::to_string(certs.size()) + " certs");
+  const uint64_t before = g_allocations;
+  pass();
+  const uint64_t allocations = g_allocations - before;
+  for (auto _ : state) pass();
+  const auto n = static_cast<double>(certs.size());
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) *
+                          static_cast<int64_t>(certs.size()));
+  state.counters["per_cert"] = benchmark::Counter(
+      n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+#ifndef QEL_NO_ALLOC_COUNT
+  state.counters["allocs"] = static_cast<double>(allocations) / n;
+#else
+  (void)allocations;
+#endif
+}
+
+// ---------------------------------------------------------------------------
+// Floor: one heap node per element, children linked below constructed ones.
+
+struct Node {
+  const uint8_t* content;
+  uint32_t length;
+  uint8_t tag;
+  Node* child;
+  Node* next;
+};
+
+// Parses the elements in [p, end) into a sibling list; null when none or
+// malformed.
+Node* walk(const uint8_t* p, const uint8_t* end) {
+  Node* first = nullptr;
+  Node** link = &first;
+  while (p + 2 <= end) {
+    const uint8_t tag = *p++;
+    uint32_t length = *p++;
+    if (length & 0x80) {
+      const uint32_t count = length & 0x7F;
+      if (count > 4 || p + count > end) break;
+      length = 0;
+      for (uint32_t i = 0; i < count; ++i) length = (length << 8) | *p++;
+    }
+    if (length > static_cast<uint64_t>(end - p)) break;
+    auto* node = static_cast<Node*>(std::malloc(sizeof(Node)));
+    *node = Node{p, length, tag, nullptr, nullptr};
+    if (tag & 0x20) node->child = walk(p, p + length);
+    *link = node;
+    link = &node->next;
+    p += length;
+  }
+  return first;
+}
+
+void release(Node* node) {
+  while (node != nullptr) {
+    Node* next = node->next;
+    release(node->child);
+    std::free(node);
+    node = next;
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Benchmarks. The argument picks the set: 0 fixtures, 1 CA certificates.
+
+void BM_QelDecode(benchmark::State& state) {
+  const auto& certs = certificate_set(static_cast<int>(state.range(0)));
+  run(state, certs, [&] {
+    for (const Bytes& der : certs) {
+      qel::Certificate* tree = qel::tc_unpack_cert(der.data(), static_cast<uint32_t>(der.size()));
+      keep(tree);
+      qel::drop_Certificate(tree);
+    }
+  });
+}
+
+void BM_FloorWalk(benchmark::State& state) {
+  const auto& certs = certificate_set(static_cast<int>(state.range(0)));
+  run(state, certs, [&] {
+    for (const Bytes& der : certs) {
+      Node* tree = walk(der.data(), der.data() + der.size());
+      keep(tree);
+      release(tree);
+    }
+  });
+}
+
+// Trees made beforehand; the buffer is the caller's and reused.
+void BM_QelEncode(benchmark::State& state) {
+  const auto& certs = certificate_set(static_cast<int>(state.range(0)));
+  std::vector<qel::Certificate*> trees;
+  size_t longest = 0;
+  for (const Bytes& der : certs) {
+    trees.push_back(qel::tc_unpack_cert(der.data(), static_cast<uint32_t>(der.size())));
+    longest = std::max(longest, der.size());
+  }
+  Bytes out(longest);
+  int32_t err = 0;
+  run(state, certs, [&] {
+    for (qel::Certificate* tree : trees) {
+      const int32_t size = qel::sizeof_Certificate(tree, 1);
+      uint8_t* at = out.data();
+      if (static_cast<size_t>(size) <= out.size()) qel::_pack_Certificate(&at, tree, 0x30, &err);
+      keep(at);
+    }
+  });
+  if (err != 0) state.SkipWithError("encoding stored a code");
+  for (qel::Certificate* tree : trees) qel::drop_Certificate(tree);
+}
+
+#ifdef QEL_HAVE_OPENSSL
+void BM_OpenSSLDecode(benchmark::State& state) {
+  const auto& certs = certificate_set(static_cast<int>(state.range(0)));
+  run(state, certs, [&] {
+    for (const Bytes& der : certs) {
+      const unsigned char* p = der.data();
+      X509* x = d2i_X509(nullptr, &p, static_cast<long>(der.size()));
+      keep(x);
+      X509_free(x);
+    }
+  });
+}
+
+std::vector<X509*> openssl_trees(const std::vector<Bytes>& certs, size_t& longest) {
+  std::vector<X509*> out;
+  for (const Bytes& der : certs) {
+    const unsigned char* p = der.data();
+    out.push_back(d2i_X509(nullptr, &p, static_cast<long>(der.size())));
+    longest = std::max(longest, der.size());
+  }
+  return out;
+}
+
+// i2d_re_X509_tbs marks the TBS as modified, and the mark stays: every later
+// i2d_X509 then encodes the TBS from its fields instead of writing the
+// octets kept from decoding.
+void BM_OpenSSLEncodeFull(benchmark::State& state) {
+  const auto& certs = certificate_set(static_cast<int>(state.range(0)));
+  size_t longest = 0;
+  std::vector<X509*> trees = openssl_trees(certs, longest);
+  for (X509* x : trees) i2d_re_X509_tbs(x, nullptr);
+  Bytes out(longest);
+  run(state, certs, [&] {
+    for (X509* x : trees) {
+      unsigned char* p = out.data();
+      keep(i2d_X509(x, &p));
+    }
+  });
+  for (X509* x : trees) X509_free(x);
+}
+
+// i2d_X509 alone writes the octets it kept from decoding.
+void BM_OpenSSLEncodeCached(benchmark::State& state) {
+  const auto& certs = certificate_set(static_cast<int>(state.range(0)));
+  size_t longest = 0;
+  std::vector<X509*> trees = openssl_trees(certs, longest);
+  Bytes out(longest);
+  run(state, certs, [&] {
+    for (X509* x : trees) {
+      unsigned char* p = out.data();
+      keep(i2d_X509(x, &p));
+    }
+  });
+  for (X509* x : trees) X509_free(x);
+}
+#endif
+
+}  // namespace
+
+BENCHMARK(BM_QelDecode)->Arg(0)->Arg(1);
+BENCHMARK(BM_FloorWalk)->Arg(0)->Arg(1);
+BENCHMARK(BM_QelEncode)->Arg(0)->Arg(1);
+#ifdef QEL_HAVE_OPENSSL
+BENCHMARK(BM_OpenSSLDecode)->Arg(0)->Arg(1);
+BENCHMARK(BM_OpenSSLEncodeFull)->Arg(0)->Arg(1);
+BENCHMARK(BM_OpenSSLEncodeCached)->Arg(0)->Arg(1);
+#endif
