@@ -1,9 +1,11 @@
-// qeldumpcert: dumps one DER certificate file and prints its MD5 fingerprint.
+// qeldumpcert: decodes one DER certificate file, reports it and prints its MD5
+// fingerprint.
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 
+#include "tool/decode.h"
 #include "tool/fingerprint.h"
 #include "tool/run.h"
 
@@ -42,7 +44,15 @@ int main(int argc, char** argv) {
     return 1;
   }
 
+  Certificate* certificate = tc_unpack_cert(buffer, size);
+  if (certificate == nullptr) {
+    std::puts("Unable to parse certificate.");
+    return 1;
+  }
+
   std::fputs("-----BEGIN CERTIFICATE-----\n", stdout);
+  drop_Certificate(certificate);
+  certificate = nullptr;
 
   char* fingerprint = pem_mode ? pemFingerprint(buffer, size, colons) : fingerPrintCert(buffer, size, colons);
   // Without a text (no memory, or no PEM text) the line shows "(null)".

@@ -85,6 +85,7 @@ TEST(Cli, CommandLines) {
   chmod(dir.c_str(), 0755);
   const std::string tool = dir + "/qeldumpcert", sample = dir + "/sample.der";
   const std::string empty = dir + "/empty.der", locked = dir + "/locked.der", trailing = dir + "/trailing.der";
+  const std::string one_byte = dir + "/one.der", not_sequence = dir + "/notseq.der";
   const std::string huge = dir + "/huge.der", large = dir + "/large.der";
   fs::copy_file(QEL_TOOL_PATH, tool);
   fs::copy_file(QEL_TEST_DATA "/sample.der", sample);
@@ -92,9 +93,13 @@ TEST(Cli, CommandLines) {
   chmod(locked.c_str(), 0);
   fs::copy_file(sample, trailing);
   std::ofstream(trailing, std::ios::app) << "trailer";
-  std::ofstream{empty}, std::ofstream{huge}, std::ofstream{large};
+  std::ofstream{empty}, std::ofstream{huge};
+  std::ofstream(one_byte) << '0';
+  fs::copy_file(sample, not_sequence);
+  std::fstream(not_sequence, std::ios::in | std::ios::out | std::ios::binary).put('\x31');
+  fs::copy_file(sample, large);
   fs::resize_file(huge, 1u << 30);   // sparse; more than the limit
-  fs::resize_file(large, 64u << 20);  // sparse; its base64 text is more than the limit allows
+  fs::resize_file(large, 64u << 20);  // a certificate and sparse zeros: its base64 text is more than the limit allows
   std::map<std::string, std::string> fp;
   std::ifstream in(QEL_TEST_DATA "/sample_fingerprints.txt");
   for (std::string mode, text; in >> mode >> text;) fp[mode] = text;
@@ -127,9 +132,10 @@ TEST(Cli, CommandLines) {
       {"empty path", {"-f", ""}, {kUnable, "", 1}},
       {"directory", {"-f", dir}, {kUnable, "", 1}},
       {"unreadable file", {"-f", locked}, {kUnable, "", 1}},
-      {"empty file", {"-f", empty}, {report("d4:1d:8c:d9:8f:00:b2:04:e9:80:09:98:ec:f8:42:7e"), "", 0}},
-      {"empty file: PEM text is one line feed", {"-pf", empty},
-       {report("68:b3:29:da:98:93:e3:40:99:c7:d8:ad:5c:b9:c9:40"), "", 0}},
+      {"empty file", {"-f", empty}, {kUnable, "", 1}},
+      {"empty file, PEM text", {"-pf", empty}, {kUnable, "", 1}},
+      {"one byte", {"-f", one_byte}, {kUnable, "", 1}},
+      {"first byte not a SEQUENCE", {"-f", not_sequence}, {kUnable, "", 1}},
       {"bytes behind the certificate", {"-f", trailing}, {report(fp["trailing_der"]), "", 0}},
       {"bytes behind the certificate, PEM text", {"-p", "-f", trailing}, {report(fp["trailing_pem"]), "", 0}},
       {"no memory for the file", {"-f", huge}, {kUnable, "", 1}, kSmallHeap},
@@ -142,6 +148,20 @@ TEST(Cli, CommandLines) {
     EXPECT_EQ(run_tool(tool, c.args, c.address_space, geteuid() == 0), c.expected);
   }
   fs::remove_all(dir);
+}
+
+// Every proper prefix of a certificate is refused with the same words.
+TEST(Cli, EveryTruncationIsRefused) {
+  std::ifstream in(QEL_TEST_DATA "/sample.der", std::ios::binary);
+  const std::string der((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  ASSERT_GT(der.size(), 100u);
+  const fs::path path = fs::temp_directory_path() / ("qeltrunc" + std::to_string(getpid()) + ".der");
+  for (size_t n = 0; n < der.size(); ++n) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc).write(der.data(), static_cast<std::streamsize>(n));
+    SCOPED_TRACE(n);
+    ASSERT_EQ(run_tool(QEL_TOOL_PATH, {"-f", path.string()}, 0, false), (Outcome{kUnable, "", 1}));
+  }
+  fs::remove(path);
 }
 
 }  // namespace
