@@ -10,6 +10,16 @@ namespace qel::tst {
 
 using Bytes = std::vector<uint8_t>;
 
+// A copy of `b` in a heap block of exactly its size (one octet when empty, so
+// that even an empty input has a real address). Reads past the end are heap
+// overflows that ASan reports.
+inline Bytes input(const Bytes& b) {
+  Bytes out;
+  out.reserve(b.empty() ? 1 : b.size());
+  out.assign(b.begin(), b.end());
+  return out;
+}
+
 // Octets as "30 0c 06", for readable failure messages.
 inline std::string hex(const uint8_t* data, size_t size) {
   std::string out;

@@ -88,7 +88,7 @@ TEST(TagLen, GetLthReadsLeniently) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    Bytes in = c.in;
+    Bytes in = input(c.in);
     const uint8_t* pos = in.data();
     EXPECT_EQ(get_lth(&pos, in.data() + in.size()), c.length);
     EXPECT_EQ(static_cast<size_t>(pos - in.data()), c.consumed);
@@ -122,7 +122,7 @@ TEST(TagLen, TakeTagMatchesOrLeavesPosition) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    Bytes in = c.in;
+    Bytes in = input(c.in);
     const uint8_t* pos = in.data();
     EXPECT_EQ(take_tag(&pos, c.tag, in.data() + in.size()), c.length);
     EXPECT_EQ(static_cast<size_t>(pos - in.data()), c.consumed);
