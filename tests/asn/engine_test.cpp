@@ -6,8 +6,8 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <iterator>
+#include <string>
 #include <vector>
 
 #include "qelcert.h"
@@ -23,7 +23,7 @@
 #endif
 
 #ifdef QEL_TEST_ASAN
-// The allocation failure tests need null from a failed allocation, which the
+// The allocation failure test needs null from a failed allocation, which the
 // sanitizer's allocator otherwise turns into an abort.
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
 #endif
@@ -31,49 +31,23 @@ extern "C" const char* __asan_default_options() { return "allocator_may_return_n
 namespace qel::tst {
 namespace {
 
-// ---------------------------------------------------------------------------
-// Helpers
-
-struct Decoded {
-  void* record;
-  int32_t result;
-  int32_t err;
-  size_t consumed;
-};
-
-// Decodes `in` into a fresh record of type `d`; the input buffer is exactly
-// `in`, so any read past it is caught by ASan. The caller drops the record.
-Decoded decode(const TypeDesc* d, const Bytes& in, int32_t tag) {
-  Bytes buf = input(in);
-  const uint8_t* pos = buf.data();
-  Decoded out{engine::make(d), 0, 0, 0};
-  out.result = engine::uip(d, out.record, &pos, buf.data() + buf.size(), tag, &out.err);
-  out.consumed = static_cast<size_t>(pos - buf.data());
+std::string repeat(const char* text, int n) {
+  std::string out;
+  for (int i = 0; i < n; ++i) out += text;
   return out;
 }
+const std::string k32Nulls = "30 40" + repeat(" 05 00", 32);
+const std::string k33Nulls = "30 42" + repeat(" 05 00", 33);
 
-// Encodes into a buffer of exactly sizeof(value, 1) octets and returns what
-// was written.
-Bytes encode(const TypeDesc* d, void* value, int32_t tag, int32_t* err) {
-  Bytes out(static_cast<size_t>(engine::size(d, value, 1)));
-  uint8_t* pos = out.data();
-  engine::pack(d, &pos, value, tag, err);
-  out.resize(static_cast<size_t>(pos - out.data()));
-  return out;
-}
-
-vbl_blk* octets(const Bytes& b) {
+vbl_blk* octets(const char* text) {
+  const Bytes b = B(text);
   vbl_blk* v = new_vbl_blk();
   EXPECT_EQ(put_str_val(v, b.data(), static_cast<uint32_t>(b.size())), 0);
   return v;
 }
 
-// ---------------------------------------------------------------------------
-// The Extension example
-
 TEST(Extension, DecodeSizeEncode) {
-  const Bytes in{0x30, 0x0C, 0x06, 0x03, 0x55, 0x1D, 0x13, 0x01, 0x01,
-                 0xFF, 0x04, 0x02, 0x30, 0x00};
+  const Bytes in = B("30 0c 06 03 55 1d 13 01 01 ff 04 02 30 00");
   const uint8_t* pos = in.data();
   int32_t err = 0;
   Extension* e = _unpack_Extension(&pos, in.data() + in.size(), 0x30, &err);
@@ -94,216 +68,82 @@ TEST(Extension, DecodeSizeEncode) {
   drop_Extension(e);
 }
 
-TEST(Extension, CriticalAbsentOrFalseSurvivesRoundTrip) {
-  const struct { const char* name; Bytes in; bool has_critical; } cases[] = {
-      {"absent", {0x30, 0x09, 0x06, 0x03, 0x55, 0x1D, 0x13, 0x04, 0x02, 0x30, 0x00}, false},
-      {"present_false",
-       {0x30, 0x0C, 0x06, 0x03, 0x55, 0x1D, 0x13, 0x01, 0x01, 0x00, 0x04, 0x02, 0x30, 0x00},
-       true},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    Decoded d = decode(&Extension_desc, c.in, 0x30);
-    auto* e = static_cast<Extension*>(d.record);
-    EXPECT_EQ(d.result, 1);
-    EXPECT_EQ(d.err, 0);
-    EXPECT_EQ(e->critical != nullptr, c.has_critical);
-    int32_t err = 0;
-    EXPECT_EQ(hex(encode(&Extension_desc, e, 0x30, &err)), hex(c.in));
-    EXPECT_EQ(err, 0);
-    drop_Extension(e);
-  }
-}
-
-// ---------------------------------------------------------------------------
-// Valid encodings of the test schema decode cleanly and encode back exactly.
-
-const Bytes kId = {0x02, 0x01, 0x05};
-const Bytes kNoItems = {0x30, 0x00};
-
-TEST(Schema, CanonicalEncodingsRoundTrip) {
-  const struct { const char* name; Bytes content; } cases[] = {
-      {"required_only", cat({kId, kNoItems})},
-      {"explicit_optional_present", cat({kId, {0xA0, 0x03, 0x13, 0x01, 'A'}, kNoItems})},
-      {"explicit_inline_present", cat({kId, {0xA1, 0x04, 0x0C, 0x02, 'h', 'i'}, kNoItems})},
-      {"optional_present", cat({kId, {0x01, 0x01, 0xFF}, kNoItems})},
-      {"choice_integer", cat({kId, {0x02, 0x01, 0x07}, kNoItems})},
-      {"choice_null", cat({kId, {0x05, 0x00}, kNoItems})},
-      {"choice_implicit_string", cat({kId, {0x80, 0x02, 'h', 'i'}, kNoItems})},
-      {"choice_bit_string", cat({kId, {0x81, 0x02, 0x04, 0xF0}, kNoItems})},
-      {"choice_wrapped", cat({kId, {0xA2, 0x03, 0x04, 0x01, 'A'}, kNoItems})},
-      {"choice_sequence",
-       cat({kId, {0xA3, 0x08, 0x02, 0x01, 0x01, 0xA0, 0x03, 0x02, 0x01, 0x02}, kNoItems})},
-      {"choice_empty_all_optional", cat({kId, {0xA4, 0x00}, kNoItems})},
-      {"choice_all_optional",
-       cat({kId, {0xA4, 0x08, 0xA0, 0x03, 0x02, 0x01, 0x05, 0x01, 0x01, 0x00}, kNoItems})},
-      {"choice_set_of", cat({kId, {0xA5, 0x06, 0x04, 0x01, 0x01, 0x04, 0x01, 0x02}, kNoItems})},
-      {"list_of_choices",
-       cat({kId, {0x30, 0x0A, 0x02, 0x01, 0x01, 0x05, 0x00, 0x01, 0x01, 0xFF, 0x80, 0x00}})},
-      {"trailing_set_of", cat({kId, kNoItems, {0xA2, 0x06, 0x04, 0x01, 0x01, 0x04, 0x01, 0x02}})},
-      {"trailing_explicit_list", cat({kId, kNoItems, {0xA3, 0x04, 0x30, 0x02, 0x05, 0x00}})},
-      {"trailing_explicit_raw", cat({kId, kNoItems, {0xA4, 0x03, 0x04, 0x81, 0x00}})},
-      {"long_form_lengths", cat({kId, tlv(0xA1, tlv(0x04, Bytes(200, 'x'))), kNoItems})},
-      {"everything",
-       cat({kId, {0xA0, 0x03, 0x13, 0x01, 'A'}, {0xA1, 0x02, 0x05, 0x00}, {0x01, 0x01, 0x00},
-            {0x80, 0x01, 'p'}, {0x30, 0x03, 0x02, 0x01, 0x09},
-            {0xA2, 0x03, 0x04, 0x01, 0x01}, {0xA3, 0x02, 0x30, 0x00}, {0xA4, 0x02, 0x05, 0x00}})},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    const Bytes in = tlv(0x30, c.content);
-    Decoded d = decode(&Record_desc, in, 0x30);
-    EXPECT_EQ(d.result, 1);
-    EXPECT_EQ(d.err, 0);
-    EXPECT_EQ(d.consumed, in.size());
-    EXPECT_EQ(sizeof_Record(static_cast<Record*>(d.record), 1), static_cast<int32_t>(in.size()));
-    int32_t err = 0;
-    EXPECT_EQ(hex(encode(&Record_desc, d.record, 0x30, &err)), hex(in));
-    EXPECT_EQ(err, 0);
-    drop_Record(static_cast<Record*>(d.record));
-  }
-}
-
-TEST(Schema, DecodedFieldsLandInTheirMembers) {
-  const Bytes in = tlv(0x30, cat({kId, {0xA0, 0x03, 0x13, 0x01, 'A'}, {0x01, 0x01, 0x00},
-                                  {0xA2, 0x03, 0x04, 0x01, 'B'}, kNoItems,
-                                  {0xA3, 0x02, 0x30, 0x00}}));
-  Decoded d = decode(&Record_desc, in, 0x30);
-  ASSERT_EQ(d.result, 1);
-  auto* r = static_cast<Record*>(d.record);
-  EXPECT_EQ(get_int_val(&r->id), 5);
-  ASSERT_NE(r->label, nullptr);
-  EXPECT_EQ(hex(r->label->bytes, r->label->length), "41");
-  EXPECT_EQ(r->body.bytes, nullptr);  // absent wrapper: the field is not missed
-  ASSERT_NE(r->flag, nullptr);
-  EXPECT_EQ(r->flag->value, 0);
-  EXPECT_EQ(r->pick.tag, 0xA2);
-  auto* boxed = static_cast<vbl_blk*>(r->pick.value);
-  EXPECT_EQ(hex(boxed->bytes, boxed->length), "42");
-  EXPECT_EQ(r->items.count, 0);
-  EXPECT_EQ(r->strings, nullptr);
-  ASSERT_NE(r->extra, nullptr);
-  EXPECT_EQ(r->extra->count, 0);
-  EXPECT_EQ(r->raw, nullptr);
-  drop_Record(r);
-}
-
-// ---------------------------------------------------------------------------
-// Decoding faults: result, stored code and where the position stands.
-
-struct DecodeCase {
-  const char* name;
-  const TypeDesc* type;
-  Bytes in;
-  int32_t result, code;
-  size_t consumed;
-};
-
-void run_decode_cases(const DecodeCase* cases, size_t n) {
-  for (size_t i = 0; i < n; ++i) {
-    const DecodeCase& c = cases[i];
-    SCOPED_TRACE(c.name);
-    const int32_t tag = c.type->shape == Shape::Choice ? TAG_CHOICE : 0x30;
-    Decoded d = decode(c.type, c.in, tag);
-    EXPECT_EQ(d.result, c.result);
-    EXPECT_EQ(d.err, c.code);
-    EXPECT_EQ(d.consumed, c.consumed);
-    engine::drop(c.type, d.record);  // LSan: a failed record releases cleanly
-  }
-}
-
-TEST(Sequence, DecodeFaultTable) {
+TEST(Engine, DecodeTable) {
   const DecodeCase cases[] = {
-      {"tag_differs_touches_nothing", &Pair_desc, {0x31, 0x00}, 0, 0, 0},
-      {"at_limit_touches_nothing", &Pair_desc, {}, 0, 0, 0},
-      {"header_past_limit", &Pair_desc, {0x30, 0x05, 0x02, 0x01}, 0, ASN_OVERRUN, 4},
-      {"length_field_past_limit", &Pair_desc, {0x30, 0x82, 0x01}, 0, ASN_OVERRUN, 3},
-      {"length_wraps_address_space", &Pair_desc, {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFE, 0x00}, 0,
-       ASN_OVERRUN, 7},
-      {"first_fails_on_tag_second_read_there", &Pair_desc,
-       {0x30, 0x05, 0xA0, 0x03, 0x02, 0x01, 0x07}, 0, ASN_FIELD_FAILED, 7},
-      {"required_field_overruns_sequence", &Pair_desc,
-       {0x30, 0x05, 0x02, 0x05, 0x01, 0xA0, 0x00, 0x02, 0x01}, 0, ASN_FIELD_FAILED, 7},
-      {"failed_field_then_leftover", &Pair_desc, {0x30, 0x03, 0x04, 0x01, 0x05}, 0,
-       ASN_LEFTOVER, 2},
-      {"leftover_keeps_result", &Pair_desc,
-       {0x30, 0x0A, 0x02, 0x01, 0x01, 0xA0, 0x03, 0x02, 0x01, 0x02, 0x05, 0x00}, 1, ASN_LEFTOVER,
-       10},
-      {"inner_runs_past_wrapper", &Pair_desc,
-       {0x30, 0x08, 0x02, 0x01, 0x01, 0xA0, 0x02, 0x02, 0x01, 0x02}, 1, ASN_WRAPPER_END, 10},
-      {"inner_short_of_wrapper", &Pair_desc,
-       {0x30, 0x09, 0x02, 0x01, 0x01, 0xA0, 0x04, 0x02, 0x01, 0x02, 0x00}, 1, ASN_LEFTOVER, 10},
-      {"empty_wrapper_not_missed", &Pair_desc, {0x30, 0x05, 0x02, 0x01, 0x01, 0xA0, 0x00}, 1, 0,
-       7},
-      {"missing_wrapper_not_missed", &Pair_desc, {0x30, 0x03, 0x02, 0x01, 0x01}, 1, 0, 5},
-      {"explicit_wrapper_beyond_end_is_absent", &Pair_desc,
-       {0x30, 0x03, 0x02, 0x01, 0x01, 0xA0, 0x03, 0x02, 0x01, 0x09}, 1, 0, 5},
-      {"all_optional_empty", &Opts_desc, {0x30, 0x00}, 1, 0, 2},
-      {"trailing_optional_at_end", &Opts_desc, {0x30, 0x03, 0x01, 0x01, 0xFF}, 1, 0, 5},
-      {"failed_optional_does_not_fail", &Opts_desc, {0x30, 0x04, 0x01, 0x02, 0xFF, 0xFF}, 1,
-       ASN_LEFTOVER, 2},
-      {"explicit_optional_inner_overruns", &Opts_desc, {0x30, 0x04, 0xA0, 0x02, 0x02, 0x05}, 1,
-       ASN_OVERRUN, 6},
-      {"required_after_failed_optional", &Record_desc,
-       {0x30, 0x0A, 0x02, 0x01, 0x05, 0xA0, 0x03, 0x13, 0x01, '*', 0x30, 0x00}, 1,
-       ASN_BAD_PRINTABLE, 12},
-      {"absent_choice_member_leaves_word", &Record_desc, {0x30, 0x05, 0x02, 0x01, 0x05, 0x30, 0x00},
-       1, 0, 7},
-      {"list_element_fault_leaves_record_usable", &Record_desc,
-       {0x30, 0x07, 0x02, 0x01, 0x05, 0x30, 0x02, 0x05, 0x01}, 1, ASN_LEFTOVER, 7},
-      {"end_before_trailing_optionals_skips_closing", &Record_desc, {0x30, 0x02, 0x30, 0x00}, 0,
-       0, 4},
-  };
-  run_decode_cases(cases, std::size(cases));
-}
-
-TEST(Sequence, FailedSecondFieldReadWhereFirstStopped) {
-  Decoded d = decode(&Pair_desc, {0x30, 0x05, 0xA0, 0x03, 0x02, 0x01, 0x07}, 0x30);
-  auto* p = static_cast<Pair*>(d.record);
-  EXPECT_EQ(p->first.length, 0);
-  EXPECT_EQ(get_int_val(&p->second), 7);
-  drop_Pair(p);
-}
-
-TEST(Sequence, LeftoverIsMetByTheParentAsItsNextElement) {
-  // A pair with two octets (a NULL) left inside it, then nothing: the list
-  // takes the NULL as its second element.
-  const Bytes in{0x30, 0x0C, 0xA3, 0x0A, 0x02, 0x01, 0x01, 0xA0, 0x03, 0x02,
-                 0x01, 0x02, 0x05, 0x00};
-  Decoded d = decode(&Items_desc, in, 0x30);
-  auto* items = static_cast<Items*>(d.record);
-  EXPECT_EQ(d.result, 1);
-  EXPECT_EQ(d.err, ASN_LEFTOVER);
-  EXPECT_EQ(d.consumed, in.size());
-  ASSERT_EQ(items->count, 2);
-  EXPECT_EQ(items->items[0]->tag, 0xA3);
-  EXPECT_EQ(items->items[1]->tag, 0x05);
-  drop_Items(items);
-}
-
-// ---------------------------------------------------------------------------
-// Lists
-
-Bytes nulls(size_t n) {
-  Bytes content;
-  for (size_t i = 0; i < n; ++i) content.insert(content.end(), {0x05, 0x00});
-  return tlv(0x30, content);
-}
-
-TEST(List, DecodeFaultTable) {
-  const DecodeCase cases[] = {
-      {"empty_list", &Items_desc, {0x30, 0x00}, 1, 0, 2},
-      {"capacity_exactly", &Items_desc, nulls(32), 1, 0, 66},
-      {"one_beyond_capacity", &Items_desc, nulls(33), 1, ASN_LEFTOVER, 66},
-      {"third_element_fails", &Items_desc,
-       {0x30, 0x08, 0x02, 0x01, 0x01, 0x05, 0x00, 0x30, 0x00, 0x05}, 1, ASN_LEFTOVER, 7},
-      {"element_overruns_list", &Items_desc, {0x30, 0x03, 0x05, 0x00, 0x80, 0x05, 0x00}, 1,
-       ASN_OVERRUN, 5},
-      {"length_past_limit", &Items_desc, {0x30, 0x05, 0x05, 0x00}, 0, ASN_OVERRUN, 4},
-      {"set_of_order_not_checked", &Strings_desc, {0x30, 0x06, 0x04, 0x01, 0x02, 0x04, 0x01, 0x01},
-       1, 0, 8},
-      {"set_of_duplicates_not_checked", &Strings_desc,
-       {0x30, 0x06, 0x04, 0x01, 0x02, 0x04, 0x01, 0x02}, 1, 0, 8},
+      // Canonical encodings decode cleanly and encode back exactly.
+      {"extension_without_critical", &Extension_desc, "30 09 06 03 55 1d 13 04 02 30 00", 0x30,
+       1, 0, 11, "="},
+      {"extension_critical_false", &Extension_desc, "30 0c 06 03 55 1d 13 01 01 00 04 02 30 00",
+       0x30, 1, 0, 14, "="},
+      {"required_only", &Record_desc, "30 05 02 01 05 30 00", 0x30, 1, 0, 7, "="},
+      {"explicit_inline", &Record_desc, "30 0b 02 01 05 a1 04 0c 02 68 69 30 00", 0x30, 1, 0, 13,
+       "="},
+      {"every_alternative", &Items_desc,
+       "30 33 02 01 07 01 01 ff 05 00 80 02 68 69 81 02 04 f0 a2 03 04 01 41 a3 08 02 01 01 a0 03 "
+       "02 01 02 a4 08 a0 03 02 01 05 01 01 00 a4 00 a5 06 04 01 01 04 01 02",
+       0x30, 1, 0, 53, "="},
+      {"trailing_explicit_raw", &Record_desc, "30 0a 02 01 05 30 00 a4 03 04 81 00", 0x30, 1, 0,
+       12, "="},
+      {"every_field", &Record_desc,
+       "30 24 02 01 05 a0 03 13 01 41 a1 02 05 00 01 01 00 80 01 70 30 03 02 01 09 a2 03 04 01 "
+       "01 a3 02 30 00 a4 02 05 00",
+       0x30, 1, 0, 38, "="},
+      {"empty_set_of", &Strings_desc, "31 00", 0x31, 1, 0, 2, "="},
+      {"set_of_order_not_checked", &Strings_desc, "31 06 04 01 02 04 01 01", 0x31, 1, 0, 8,
+       "31 06 04 01 01 04 01 02"},
+      {"set_of_duplicates_not_checked", &Strings_desc, "31 06 04 01 02 04 01 02", 0x31, 1, 0, 8,
+       nullptr},
+      // Sequences.
+      {"tag_differs_touches_nothing", &Pair_desc, "31 00", 0x30, 0, 0, 0, nullptr},
+      {"at_limit_touches_nothing", &Pair_desc, "", 0x30, 0, 0, 0, nullptr},
+      {"header_past_limit", &Pair_desc, "30 05 02 01", 0x30, 0, ASN_OVERRUN, 4, nullptr},
+      {"length_field_past_limit", &Pair_desc, "30 82 01", 0x30, 0, ASN_OVERRUN, 3, nullptr},
+      {"length_wraps_address_space", &Pair_desc, "30 84 ff ff ff fe 00", 0x30, 0, ASN_OVERRUN, 7,
+       nullptr},
+      {"first_fails_on_tag_second_read_there", &Pair_desc, "30 05 a0 03 02 01 07", 0x30, 0,
+       ASN_FIELD_FAILED, 7, nullptr},
+      {"required_field_overruns_sequence", &Pair_desc, "30 05 02 05 01 a0 00 02 01", 0x30, 0,
+       ASN_FIELD_FAILED, 7, nullptr},
+      {"failed_field_then_leftover", &Pair_desc, "30 03 04 01 05", 0x30, 0, ASN_LEFTOVER, 2,
+       nullptr},
+      {"leftover_keeps_result", &Pair_desc, "30 0a 02 01 01 a0 03 02 01 02 05 00", 0x30, 1,
+       ASN_LEFTOVER, 10, nullptr},
+      {"inner_runs_past_wrapper", &Pair_desc, "30 08 02 01 01 a0 02 02 01 02", 0x30, 1,
+       ASN_WRAPPER_END, 10, nullptr},
+      {"inner_short_of_wrapper_then_leftover", &Pair_desc, "30 09 02 01 01 a0 04 02 01 02 00",
+       0x30, 1, ASN_LEFTOVER, 10, nullptr},
+      {"empty_wrapper_not_missed", &Pair_desc, "30 05 02 01 01 a0 00", 0x30, 1, 0, 7, nullptr},
+      {"missing_wrapper_not_missed", &Pair_desc, "30 03 02 01 01", 0x30, 1, 0, 5,
+       "30 07 02 01 01 a0 02 02 00"},
+      {"explicit_wrapper_beyond_end_is_absent", &Pair_desc, "30 03 02 01 01 a0 03 02 01 09",
+       0x30, 1, 0, 5, nullptr},
+      {"all_optional_empty", &Opts_desc, "30 00", 0x30, 1, 0, 2, "="},
+      {"trailing_optional_at_end", &Opts_desc, "30 03 01 01 ff", 0x30, 1, 0, 5, "="},
+      {"failed_optional_does_not_fail", &Opts_desc, "30 04 01 02 ff ff", 0x30, 1, ASN_LEFTOVER,
+       2, "30 00"},
+      {"explicit_optional_inner_overruns", &Opts_desc, "30 04 a0 02 02 05", 0x30, 1, ASN_OVERRUN,
+       6, "30 00"},
+      {"required_after_failed_optional", &Record_desc, "30 0a 02 01 05 a0 03 13 01 2a 30 00",
+       0x30, 1, ASN_BAD_PRINTABLE, 12, "30 05 02 01 05 30 00"},
+      {"list_element_fault_leaves_record_usable", &Record_desc, "30 07 02 01 05 30 02 05 01",
+       0x30, 1, ASN_LEFTOVER, 7, nullptr},
+      {"end_before_trailing_optionals_skips_closing", &Record_desc, "30 02 30 00", 0x30, 0, 0, 4,
+       nullptr},
+      // Choices.
+      {"unknown_tag_stays_put", &Item_desc, "30 00", TAG_CHOICE, 0, ASN_BAD_CHOICE, 0, nullptr},
+      {"choice_at_limit", &Item_desc, "", TAG_CHOICE, 0, 0, 0, nullptr},
+      {"alternative_fails", &Item_desc, "01 02 ff ff", TAG_CHOICE, 0, ASN_BAD_BOOLEAN, 0, nullptr},
+      {"alternative_overruns_limit", &Item_desc, "80 03 61", TAG_CHOICE, 0, ASN_OVERRUN, 3,
+       nullptr},
+      {"wrapped_good", &Item_desc, "a2 03 04 01 41", TAG_CHOICE, 1, 0, 5, "="},
+      {"wrapped_past_limit", &Item_desc, "a2 05 04 01 41", TAG_CHOICE, 0, ASN_OVERRUN, 5, nullptr},
+      {"wrapped_length_field_past_limit", &Item_desc, "a2 82 01", TAG_CHOICE, 0, ASN_OVERRUN, 3,
+       nullptr},
+      {"wrapped_inner_short_of_wrapper", &Item_desc, "a2 04 04 01 41 00", TAG_CHOICE, 0,
+       ASN_WRAPPER_END, 5, nullptr},
+      {"wrapped_inner_bounded_by_wrapper", &Item_desc, "a2 02 04 02 41 42", TAG_CHOICE, 0,
+       ASN_OVERRUN, 4, nullptr},
+      {"wrapped_inner_other_tag", &Item_desc, "a2 02 05 00", TAG_CHOICE, 0, 0, 2, nullptr},
   };
   run_decode_cases(cases, std::size(cases));
 }
@@ -311,90 +151,68 @@ TEST(List, DecodeFaultTable) {
 TEST(List, CountsGoodElementsAndHoldsNoOthers) {
   const struct {
     const char* name;
-    Bytes in;
+    std::string in;
+    int32_t result, code;
+    size_t consumed;
     int32_t count;
   } cases[] = {
-      {"one_beyond_capacity", nulls(33), 32},
-      {"third_element_fails", {0x30, 0x06, 0x05, 0x00, 0x05, 0x00, 0x01, 0x00}, 2},
-      {"length_past_limit", {0x30, 0x05, 0x05, 0x00}, -1},
+      {"empty", "30 00", 1, 0, 2, 0},
+      {"capacity_exactly", k32Nulls, 1, 0, 66, 32},
+      {"one_beyond_capacity_stops_at_it", k33Nulls, 1, ASN_LEFTOVER, 66, 32},
+      {"third_element_fails", "30 08 02 01 01 05 00 30 00 05", 1, ASN_LEFTOVER, 7, 2},
+      {"element_overruns_list", "30 03 05 00 80 05 00", 1, ASN_OVERRUN, 5, 1},
+      {"length_past_limit", "30 05 05 00", 0, ASN_OVERRUN, 4, -1},
+      {"leftover_met_as_next_element", "30 0c a3 0a 02 01 01 a0 03 02 01 02 05 00", 1,
+       ASN_LEFTOVER, 14, 2},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    Decoded d = decode(&Items_desc, c.in, 0x30);
+    Decoded d = decode(&Items_desc, B(c.in), 0x30);
     auto* items = static_cast<Items*>(d.record);
+    EXPECT_EQ(d.result, c.result);
+    EXPECT_EQ(d.err, c.code);
+    EXPECT_EQ(d.consumed, c.consumed);
     EXPECT_EQ(items->count, c.count);
-    for (int32_t i = c.count < 0 ? 0 : c.count; i < 32; ++i) EXPECT_EQ(items->items[i], nullptr);
+    for (int32_t i = 0; i < 32; ++i) EXPECT_EQ(items->items[i] != nullptr, i < c.count) << i;
     drop_Items(items);
   }
-}
-
-TEST(List, OverrunReleasesElementsOfAnEarlierDecode) {
-  Items items{};
-  int32_t err = 0;
-  Bytes good = nulls(3);
-  const uint8_t* pos = good.data();
-  ASSERT_EQ(uip_Items(&items, &pos, good.data() + good.size(), 0x30, &err), 1);
-  ASSERT_EQ(items.count, 3);
-  Bytes bad{0x30, 0x09, 0x05, 0x00};
-  pos = bad.data();
-  EXPECT_EQ(uip_Items(&items, &pos, bad.data() + bad.size(), 0x30, &err), 0);
-  EXPECT_EQ(items.count, -1);
-  EXPECT_EQ(pos, bad.data() + bad.size());
-  EXPECT_EQ(items.items[0], nullptr);  // LSan: nothing left behind
-  dip_Items(&items);
 }
 
 TEST(List, DecodeAgainReusesAndReleasesSlots) {
   Items items{};
   int32_t err = 0;
-  Bytes three = nulls(3);
-  const uint8_t* pos = three.data();
-  ASSERT_EQ(uip_Items(&items, &pos, three.data() + three.size(), 0x30, &err), 1);
-  Item* first = items.items[0];
-  Bytes one{0x30, 0x03, 0x02, 0x01, 0x2A};
-  pos = one.data();
-  ASSERT_EQ(uip_Items(&items, &pos, one.data() + one.size(), 0x30, &err), 1);
-  EXPECT_EQ(err, 0);
-  EXPECT_EQ(items.count, 1);
-  EXPECT_EQ(items.items[0], first);
-  EXPECT_EQ(items.items[0]->tag, 0x02);
-  EXPECT_EQ(items.items[1], nullptr);
-  EXPECT_EQ(items.items[2], nullptr);
+  for (const char* text : {"30 06 05 00 05 00 05 00", "30 03 02 01 2a", "30 09 05 00"}) {
+    const Bytes in = B(text);
+    const uint8_t* pos = in.data();
+    Item* first = items.items[0];
+    const int32_t result = uip_Items(&items, &pos, in.data() + in.size(), 0x30, &err);
+    if (items.count == 1) {
+      EXPECT_EQ(result, 1);
+      EXPECT_EQ(items.items[0], first);  // the element record is reused
+      EXPECT_EQ(items.items[0]->tag, 0x02);
+    }
+    for (int32_t i = 0; i < 32; ++i) EXPECT_EQ(items.items[i] != nullptr, i < items.count);
+  }
+  EXPECT_EQ(items.count, -1);  // the overrun released everything: LSan
+  EXPECT_EQ(err, ASN_OVERRUN);
   dip_Items(&items);
 }
 
-TEST(List, EmptyListsEncodeAsHeaderOnly) {
-  for (const TypeDesc* d : {&Items_desc, &Strings_desc}) {
-    SCOPED_TRACE(d->name);
-    void* v = engine::make(d);
-    EXPECT_EQ(engine::size(d, v, 1), 2);
-    EXPECT_EQ(engine::size(d, v, 0), 0);
-    int32_t err = 0;
-    EXPECT_EQ(hex(encode(d, v, 0x31, &err)), "31 00");
-    EXPECT_EQ(err, 0);
-    engine::drop(d, v);
-  }
-}
-
 TEST(List, CountBeyondCapacityWritesNothing) {
-  const struct { const char* name; const TypeDesc* type; int32_t code; } cases[] = {
-      {"sequence_of", &Items_desc, ASN_SEQOF_FULL},
-      {"set_of", &Strings_desc, ASN_SETOF_FULL},
-  };
+  const struct { const TypeDesc* type; int32_t code; } cases[] = {
+      {&Items_desc, ASN_SEQOF_FULL}, {&Strings_desc, ASN_SETOF_FULL}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(c.type->name);
     void* v = engine::make(c.type);
     *static_cast<int32_t*>(v) = 33;
     EXPECT_EQ(engine::size(c.type, v, 1), 2);  // sizing clamps; every slot is empty
-    Bytes out(4, 0xEE);
-    uint8_t* pos = out.data();
+    uint8_t out[4] = {};
+    uint8_t* pos = out;
     int32_t err = 0;
     engine::pack(c.type, &pos, v, 0x30, &err);
     EXPECT_EQ(err, c.code);
-    EXPECT_EQ(pos, out.data());
-    EXPECT_EQ(hex(out), "ee ee ee ee");
-    engine::dip(c.type, v);  // clamps to the capacity
-    engine::drop(c.type, v);
+    EXPECT_EQ(pos, out);
+    engine::drop(c.type, v);  // release clamps to the capacity
   }
 }
 
@@ -404,101 +222,53 @@ QEL_LIST_RECORD(Blobs, UNDECODED_ASN_BLOCK, 4);
 QEL_SET_OF(Blobs, UNDECODED_ASN_BLOCK, TAG_ANY)
 
 TEST(SetOf, EncodesInZeroPaddedOrder) {
+  const std::string long_one = "04 81 80" + repeat(" 00", 128);
   const struct {
     const char* name;
     const TypeDesc* type;
-    std::vector<Bytes> elements;  // stored as given
-    Bytes out;
+    std::vector<std::string> elements;  // content, or the whole element for Blobs
+    int32_t before, code;
+    std::string out;
   } cases[] = {
-      {"single_element", &Strings_desc, {{0x09}}, {0x31, 0x03, 0x04, 0x01, 0x09}},
-      {"descending_given", &Strings_desc, {{0x03}, {0x02}, {0x01}},
-       {0x31, 0x09, 0x04, 0x01, 0x01, 0x04, 0x01, 0x02, 0x04, 0x01, 0x03}},
-      {"length_octet_decides", &Strings_desc, {{0x00, 0x00}, {0xFF}},
-       {0x31, 0x07, 0x04, 0x01, 0xFF, 0x04, 0x02, 0x00, 0x00}},
-      {"long_form_after_short", &Strings_desc, {Bytes(128, 0x00), {0xFF}},
-       cat({{0x31, 0x81, 0x86, 0x04, 0x01, 0xFF, 0x04, 0x81, 0x80}, Bytes(128, 0x00)})},
-      {"shorter_sorts_by_its_zero_padding", &Blobs_desc, {{0x05, 0x00, 0x01}, {0x05, 0x00}},
-       {0x31, 0x05, 0x05, 0x00, 0x05, 0x00, 0x01}},
-      {"longer_first_when_it_is_smaller", &Blobs_desc, {{0x05, 0x01}, {0x05, 0x00, 0xFF}},
-       {0x31, 0x05, 0x05, 0x00, 0xFF, 0x05, 0x01}},
+      {"single_element", &Strings_desc, {"09"}, 0, 0, "31 03 04 01 09"},
+      {"descending_given", &Strings_desc, {"03", "02", "01"}, 0, 0,
+       "31 09 04 01 01 04 01 02 04 01 03"},
+      {"length_octet_decides", &Strings_desc, {"00 00", "ff"}, 0, 0, "31 07 04 01 ff 04 02 00 00"},
+      {"long_form_after_short", &Strings_desc, {repeat("00 ", 128), "ff"}, 0, 0,
+       "31 81 86 04 01 ff " + long_one},
+      {"shorter_sorts_by_its_zero_padding", &Blobs_desc, {"05 00 01", "05 00"}, 0, 0,
+       "31 05 05 00 05 00 01"},
+      {"longer_first_when_smaller", &Blobs_desc, {"05 01", "05 00 ff"}, 0, 0,
+       "31 05 05 00 ff 05 01"},
+      {"duplicate_stops_after_header", &Strings_desc, {"01", "02", "01"}, 0, ASN_SETOF_DUPLICATE,
+       "31 09"},
+      {"equal_after_zero_padding", &Blobs_desc, {"05 00", "05 00 00"}, 0, ASN_SETOF_DUPLICATE,
+       "31 05"},
+      {"stops_on_a_code_stored_before", &Strings_desc, {"02", "01"}, ASN_LEFTOVER, ASN_LEFTOVER,
+       "31 06"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     void* v = engine::make(c.type);
     auto** items = reinterpret_cast<vbl_blk**>(static_cast<char*>(v) + c.type->items_offset);
-    for (const Bytes& e : c.elements) items[(*static_cast<int32_t*>(v))++] = octets(e);
-    int32_t err = 0;
-    EXPECT_EQ(hex(encode(c.type, v, 0x31, &err)), hex(c.out));
-    EXPECT_EQ(err, 0);
+    for (const std::string& e : c.elements) items[(*static_cast<int32_t*>(v))++] = octets(e.c_str());
+    int32_t err = c.before;
+    EXPECT_EQ(hex(encode(c.type, v, 0x31, &err)), hex(B(c.out)));  // LSan: no block left
+    EXPECT_EQ(err, c.code);
     engine::drop(c.type, v);
   }
-}
-
-TEST(SetOf, DuplicatesStopAfterTheHeader) {
-  const struct { const char* name; const TypeDesc* type; std::vector<Bytes> elements; } cases[] = {
-      {"equal_strings", &Strings_desc, {{0x01}, {0x02}, {0x01}}},
-      {"equal_after_zero_padding", &Blobs_desc, {{0x05, 0x00}, {0x05, 0x00, 0x00}}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
-    void* v = engine::make(c.type);
-    auto** items = reinterpret_cast<vbl_blk**>(static_cast<char*>(v) + c.type->items_offset);
-    for (const Bytes& e : c.elements) items[(*static_cast<int32_t*>(v))++] = octets(e);
-    Bytes out(static_cast<size_t>(engine::size(c.type, v, 1)));
-    uint8_t* pos = out.data();
-    int32_t err = 0;
-    engine::pack(c.type, &pos, v, 0x31, &err);
-    EXPECT_EQ(err, ASN_SETOF_DUPLICATE);
-    EXPECT_EQ(pos, out.data() + 2);  // LSan: every block released
-    engine::drop(c.type, v);
-  }
-}
-
-TEST(SetOf, StopsOnACodeStoredBeforeIt) {
-  Strings* s = new_Strings();
-  s->items[0] = octets({0x02});
-  s->items[1] = octets({0x01});
-  s->count = 2;
-  Bytes out(static_cast<size_t>(sizeof_Strings(s, 1)));
-  uint8_t* pos = out.data();
-  int32_t err = ASN_LEFTOVER;
-  _pack_Strings(&pos, s, 0x31, &err);
-  EXPECT_EQ(err, ASN_LEFTOVER);  // no length check overwrote it
-  EXPECT_EQ(pos, out.data() + 2);
-  drop_Strings(s);
-}
-
-// ---------------------------------------------------------------------------
-// Choices
-
-TEST(Choice, DecodeFaultTable) {
-  const DecodeCase cases[] = {
-      {"unknown_tag_stays_put", &Item_desc, {0x30, 0x00}, 0, ASN_BAD_CHOICE, 0},
-      {"at_limit", &Item_desc, {}, 0, 0, 0},
-      {"alternative_fails", &Item_desc, {0x01, 0x02, 0xFF, 0xFF}, 0, ASN_BAD_BOOLEAN, 0},
-      {"wrapped_good", &Item_desc, {0xA2, 0x03, 0x04, 0x01, 'A'}, 1, 0, 5},
-      {"wrapped_past_limit", &Item_desc, {0xA2, 0x05, 0x04, 0x01, 'A'}, 0, ASN_OVERRUN, 5},
-      {"wrapped_length_field_past_limit", &Item_desc, {0xA2, 0x82, 0x01}, 0, ASN_OVERRUN, 3},
-      {"wrapped_inner_short_of_wrapper", &Item_desc, {0xA2, 0x04, 0x04, 0x01, 'A', 0x00}, 0,
-       ASN_WRAPPER_END, 5},
-      {"wrapped_inner_bounded_by_wrapper", &Item_desc, {0xA2, 0x02, 0x04, 0x02, 'A', 'B'}, 0,
-       ASN_OVERRUN, 4},
-      {"wrapped_inner_other_tag", &Item_desc, {0xA2, 0x02, 0x05, 0x00}, 0, 0, 2},
-      {"alternative_overruns_limit", &Item_desc, {0x80, 0x03, 'a'}, 0, ASN_OVERRUN, 3},
-  };
-  run_decode_cases(cases, std::size(cases));
 }
 
 TEST(Choice, UnknownTagOnEncodeLeavesShortWrite) {
   Item item{0x30, new_vbl_blk()};
   EXPECT_EQ(sizeof_Item(&item, 1), 2);
   EXPECT_EQ(sizeof_Item(&item, 0), 0);
-  Bytes out(2, 0xEE);
-  uint8_t* pos = out.data();
+  uint8_t out[2] = {};
+  uint8_t* pos = out;
   int32_t err = 0;
   _pack_Item(&pos, &item, TAG_CHOICE, &err);
   EXPECT_EQ(err, ASN_PACK_SHORT);  // -50 was stored first, then the length check
-  EXPECT_EQ(pos, out.data());
+  EXPECT_EQ(pos, out);
   dip_Item(&item);  // an unknown tag releases nothing
   drop_vbl_blk(static_cast<vbl_blk*>(item.value));
 }
@@ -506,12 +276,11 @@ TEST(Choice, UnknownTagOnEncodeLeavesShortWrite) {
 TEST(Choice, DipTwiceAndDecodeAgainAreSafe) {
   Item item{};
   int32_t err = 0;
-  Bytes first{0xA3, 0x05, 0x02, 0x01, 0x01, 0xA0, 0x00, 0x80, 0x01, 'x'};
-  const uint8_t* pos = first.data();
-  const uint8_t* limit = first.data() + first.size();
-  ASSERT_EQ(uip_Item(&item, &pos, limit, TAG_CHOICE, &err), 1);
+  const Bytes in = B("a3 05 02 01 01 a0 00 80 01 78");
+  const uint8_t* pos = in.data();
+  ASSERT_EQ(uip_Item(&item, &pos, in.data() + in.size(), TAG_CHOICE, &err), 1);
   EXPECT_EQ(item.tag, 0xA3);
-  ASSERT_EQ(uip_Item(&item, &pos, limit, TAG_CHOICE, &err), 1);  // LSan: the pair is released
+  ASSERT_EQ(uip_Item(&item, &pos, in.data() + in.size(), TAG_CHOICE, &err), 1);  // LSan
   EXPECT_EQ(item.tag, 0x80);
   dip_Item(&item);
   EXPECT_EQ(item.tag, 0);
@@ -549,25 +318,22 @@ class AddressSpaceCap {
 };
 
 TEST(NoMemory, AllocationFailuresAreReported) {
-  // A record too large to be had.
-  TypeDesc huge_pair = Pair_desc;
+  TypeDesc huge_pair = Pair_desc;  // a record too large to be had
   huge_pair.record_size = 0xFFFFFFF0u;
-  const Bytes pair{0x30, 0x03, 0x02, 0x01, 0x01};
+  const Bytes pair = B("30 03 02 01 01");
   const uint8_t* pair_pos = pair.data();
-  // An alternative too large to be had.
-  const Bytes in{0x04, 0x01, 0x00};
+  const Bytes in = B("04 01 00");
   const uint8_t* pos = in.data();
   Hungry choice{};
   // Two set-of elements, the larger claiming almost 2 GiB: its sorting block
   // cannot be had.
   auto* blobs = static_cast<Blobs*>(engine::make(&Blobs_desc));
-  blobs->items[0] = octets({0x05, 0x00});
+  blobs->items[0] = octets("05 00");
   blobs->items[1] = new_vbl_blk();
   blobs->items[1]->length = 0x7FFF0000;
   blobs->count = 2;
-  Bytes out(16);
-  uint8_t* w = out.data();
-
+  uint8_t out[8] = {};
+  uint8_t* w = out;
   int32_t record_err = 0, choice_err = 0, setof_err = 0;
   void* record = nullptr;
   {
@@ -586,31 +352,20 @@ TEST(NoMemory, AllocationFailuresAreReported) {
   EXPECT_EQ(choice.value, nullptr);
   EXPECT_EQ(pos, in.data());
   EXPECT_EQ(setof_err, ASN_NO_MEMORY);
-  EXPECT_EQ(w, out.data() + 6);  // the header, then nothing; LSan: no block left
+  EXPECT_EQ(w, out + 6);  // the header, then nothing; LSan: no block left
   engine::drop(&Blobs_desc, blobs);
 }
 
-// ---------------------------------------------------------------------------
-// Encoding: the length check and the explicit wrapper.
-
 // A field type whose sizing and writing disagree by a set amount.
 struct Fib {
-  int32_t claims;
-  int32_t writes;
+  int32_t claims, writes;
 };
-void* fib_make(const TypeDesc*) { return std::calloc(1, sizeof(Fib)); }
-void fib_dip(const TypeDesc*, void*) {}
-void fib_drop(const TypeDesc*, void* v) { std::free(v); }
-int32_t fib_size(const TypeDesc*, void* v, int32_t) {
-  return v == nullptr ? 0 : static_cast<Fib*>(v)->claims;
-}
+int32_t fib_size(const TypeDesc*, void* v, int32_t) { return static_cast<Fib*>(v)->claims; }
 void fib_pack(const TypeDesc*, uint8_t** cursor, void* v, int32_t, int32_t*) {
   for (int32_t i = 0; i < static_cast<Fib*>(v)->writes; ++i) put_byte(cursor, 0);
 }
-int32_t fib_uip(const TypeDesc*, void*, const uint8_t**, const uint8_t*, int32_t, int32_t*) {
-  return 0;
-}
-const TypeOps fib_ops{fib_make, fib_dip, fib_drop, fib_size, fib_pack, fib_uip};
+const TypeOps fib_ops{nullptr, [](const TypeDesc*, void*) {}, nullptr, fib_size, fib_pack,
+                      nullptr};
 const TypeDesc Fib_desc{"Fib", Shape::Primitive, 0, sizeof(Fib), &fib_ops,
                         nullptr, 0, 0, nullptr, 0, 0, 0, nullptr, 0};
 struct Holder {
@@ -627,30 +382,28 @@ TEST(Encode, LengthCheckTable) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Holder h{c.fib};
-    Bytes out(8);
-    uint8_t* pos = out.data();
+    uint8_t out[8];
+    uint8_t* pos = out;
     int32_t err = 0;
     engine::pack(&Holder_desc, &pos, &h, 0x30, &err);
     EXPECT_EQ(err, c.code);
-    EXPECT_EQ(static_cast<size_t>(pos - out.data()), c.written);
+    EXPECT_EQ(static_cast<size_t>(pos - out), c.written);
   }
 }
 
 TEST(Encode, FieldFaultsEndAsShortWriteOfTheParent) {
-  // A required list over its capacity writes nothing: -3, then the record's
-  // own check overwrites it.
+  // A required list over its capacity writes nothing (-3); the record's own
+  // check then overwrites the code.
   Record* r = new_Record();
   ASSERT_EQ(put_int_val(&r->id, 1), 0);
   r->items.count = 33;
   int32_t err = 0;
-  const Bytes out = encode(&Record_desc, r, 0x30, &err);
+  EXPECT_EQ(hex(encode(&Record_desc, r, 0x30, &err)), "30 05 02 01 01");
   EXPECT_EQ(err, ASN_PACK_SHORT);
-  EXPECT_EQ(hex(out), "30 05 02 01 01");
   drop_Record(r);
-
   // An octet string whose block is missing writes its header only.
   Extension e{};
-  ASSERT_EQ(put_str_val(&e.extnID, reinterpret_cast<const uint8_t*>("U"), 1), 0);
+  ASSERT_EQ(put_str_val(&e.extnID, B("55").data(), 1), 0);
   e.extnValue.length = 3;
   err = 0;
   EXPECT_EQ(hex(encode(&Extension_desc, &e, 0x30, &err)), "30 08 06 01 55 04 03");
@@ -661,115 +414,73 @@ TEST(Encode, FieldFaultsEndAsShortWriteOfTheParent) {
 TEST(Encode, ExplicitWrapperOnlyAroundSomething) {
   const struct {
     const char* name;
-    bool body;      // embedded raw block holds an element
-    bool raw;       // forced wrapper, pointer set
-    bool raw_full;  // ... and its block holds an element
-    Bytes out;
+    const char* body;  // element held by the embedded raw block, or null
+    const char* raw;   // element held by the forced-wrapper raw block, or null for none
+    const char* out;
   } cases[] = {
-      {"empty_inline_writes_no_wrapper", false, false, false,
-       {0x30, 0x05, 0x02, 0x01, 0x01, 0x30, 0x00}},
-      {"inline_with_content", true, false, false,
-       {0x30, 0x09, 0x02, 0x01, 0x01, 0xA1, 0x02, 0x05, 0x00, 0x30, 0x00}},
-      {"forced_wrapper_around_empty", false, true, false,
-       {0x30, 0x07, 0x02, 0x01, 0x01, 0x30, 0x00, 0xA4, 0x00}},
-      {"forced_wrapper_around_content", false, true, true,
-       {0x30, 0x09, 0x02, 0x01, 0x01, 0x30, 0x00, 0xA4, 0x02, 0x05, 0x00}},
+      {"empty_inline_writes_no_wrapper", nullptr, nullptr, "30 05 02 01 01 30 00"},
+      {"inline_with_content", "05 00", nullptr, "30 09 02 01 01 a1 02 05 00 30 00"},
+      {"forced_wrapper_around_empty", nullptr, "", "30 07 02 01 01 30 00 a4 00"},
+      {"forced_wrapper_around_content", nullptr, "05 00", "30 09 02 01 01 30 00 a4 02 05 00"},
   };
-  const uint8_t null_element[] = {0x05, 0x00};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Record* r = new_Record();
     ASSERT_EQ(put_int_val(&r->id, 1), 0);
-    if (c.body) {
-      ASSERT_EQ(put_str_val(&r->body, null_element, 2), 0);
+    if (c.body != nullptr) {
+      ASSERT_EQ(put_str_val(&r->body, B(c.body).data(), 2), 0);
     }
-    if (c.raw) r->raw = new_vbl_blk();
-    if (c.raw_full) {
-      ASSERT_EQ(put_str_val(r->raw, null_element, 2), 0);
-    }
+    if (c.raw != nullptr) r->raw = octets(c.raw);
     int32_t err = 0;
-    EXPECT_EQ(hex(encode(&Record_desc, r, 0x30, &err)), hex(c.out));
+    EXPECT_EQ(hex(encode(&Record_desc, r, 0x30, &err)), hex(B(c.out)));
     EXPECT_EQ(err, 0);
     drop_Record(r);
   }
 }
 
-// ---------------------------------------------------------------------------
-// Lifecycle
-
 TEST(Lifecycle, DecodeAgainIntoAUsedRecord) {
-  const Bytes full = tlv(0x30, cat({kId, {0xA0, 0x03, 0x13, 0x01, 'A'}, {0xA1, 0x02, 0x05, 0x00},
-                                    {0x01, 0x01, 0xFF}, {0xA2, 0x03, 0x04, 0x01, 'B'},
-                                    {0x30, 0x04, 0x05, 0x00, 0x05, 0x00},
-                                    {0xA2, 0x03, 0x04, 0x01, 0x01}, {0xA3, 0x02, 0x30, 0x00},
-                                    {0xA4, 0x02, 0x05, 0x00}}));
-  const Bytes other = tlv(0x30, cat({{0x02, 0x01, 0x06}, {0xA0, 0x03, 0x13, 0x01, 'C'},
-                                     {0xA1, 0x02, 0x05, 0x00}, {0x01, 0x01, 0x00},
-                                     {0x80, 0x01, 'D'}, {0x30, 0x02, 0x05, 0x00},
-                                     {0xA2, 0x03, 0x04, 0x01, 0x02}, {0xA3, 0x02, 0x30, 0x00},
-                                     {0xA4, 0x02, 0x05, 0x00}}));
+  const char* inputs[] = {
+      "30 27 02 01 05 a0 03 13 01 41 a1 02 05 00 01 01 ff a2 03 04 01 42 30 04 05 00 05 00 a2 "
+      "03 04 01 01 a3 02 30 00 a4 02 05 00",
+      "30 27 02 01 05 a0 03 13 01 41 a1 02 05 00 01 01 ff a2 03 04 01 42 30 04 05 00 05 00 a2 "
+      "03 04 01 01 a3 02 30 00 a4 02 05 00",
+      "30 23 02 01 06 a0 03 13 01 43 a1 02 05 00 01 01 00 80 01 44 30 02 05 00 a2 03 04 01 02 "
+      "a3 02 30 00 a4 02 05 00",
+  };
   Record r{};
-  for (const Bytes* in : {&full, &full, &other}) {
-    const uint8_t* pos = in->data();
+  for (const char* text : inputs) {
+    const Bytes in = B(text);
+    const uint8_t* pos = in.data();
     int32_t err = 0;
-    ASSERT_EQ(uip_Record(&r, &pos, in->data() + in->size(), 0x30, &err), 1);
+    ASSERT_EQ(uip_Record(&r, &pos, in.data() + in.size(), 0x30, &err), 1);
     EXPECT_EQ(err, 0);
-    EXPECT_EQ(hex(encode(&Record_desc, &r, 0x30, &err)), hex(*in));
+    EXPECT_EQ(hex(encode(&Record_desc, &r, 0x30, &err)), hex(in));
   }
-  EXPECT_EQ(r.items.count, 1);
   EXPECT_EQ(r.items.items[1], nullptr);
   dip_Record(&r);  // LSan: every record of all three decodes released
-  EXPECT_EQ(r.label, nullptr);
-  EXPECT_EQ(r.pick.value, nullptr);
 }
 
-TEST(Lifecycle, FailedUnpackReleasesThePartialRecord) {
-  // The wrapper and the list decode, the required id does not: the record is
-  // dropped by _unpack and nothing leaks. The end is reached before the
-  // trailing optionals, so the closing -13 is never stored.
-  const Bytes in{0x30, 0x09, 0xA0, 0x03, 0x13, 0x01, 'A', 0x30, 0x02, 0x05, 0x00};
-  const uint8_t* pos = in.data();
-  int32_t err = 0;
-  EXPECT_EQ(_unpack_Record(&pos, in.data() + in.size(), 0x30, &err), nullptr);
-  EXPECT_EQ(err, 0);
-  EXPECT_EQ(pos, in.data() + in.size());
-}
-
-// ---------------------------------------------------------------------------
-// Every type of the library and of the test schema.
-
-std::vector<const TypeDesc*> all_types() {
+TEST(EveryType, NullAndUnusableArguments) {
   std::vector<const TypeDesc*> all(type_registry, type_registry + type_registry_size());
   all.insert(all.end(), std::begin(schema_types), std::end(schema_types));
-  return all;
-}
-
-TEST(EveryType, NullValueIsAbsent) {
-  for (const TypeDesc* d : all_types()) {
+  const Bytes in = B("30 00");
+  const uint8_t* limit = in.data() + in.size();
+  for (const TypeDesc* d : all) {
     SCOPED_TRACE(d->name);
+    // A null record is absent: no size, no octets, no code.
     EXPECT_EQ(engine::size(d, nullptr, 1), 0);
-    EXPECT_EQ(engine::size(d, nullptr, 0), 0);
-    uint8_t out[1] = {0xEE};
-    uint8_t* pos = out;
+    uint8_t out[1];
+    uint8_t* w = out;
     int32_t err = 0;
-    engine::pack(d, &pos, nullptr, 0x30, &err);
-    EXPECT_EQ(pos, out);
+    engine::pack(d, &w, nullptr, 0x30, &err);
+    EXPECT_EQ(w, out);
     EXPECT_EQ(err, 0);
     engine::dip(d, nullptr);
     engine::drop(d, nullptr);
-  }
-}
-
-TEST(EveryType, UnusableArgumentsAreReported) {
-  const Bytes in{0x30, 0x00};
-  const uint8_t* limit = in.data() + in.size();
-  for (const TypeDesc* d : all_types()) {
-    SCOPED_TRACE(d->name);
+    // Unusable arguments to the decoders.
     void* v = engine::make(d);
-    ASSERT_NE(v, nullptr);
     const uint8_t* pos = in.data();
     const uint8_t* null_pos = nullptr;
-    int32_t err = 0;
     EXPECT_EQ(engine::uip(d, v, &pos, limit, 0x30, nullptr), 0);
     EXPECT_EQ(engine::uip(d, nullptr, &pos, limit, 0x30, &err), 0);
     EXPECT_EQ(err, ASN_NO_RECORD);
@@ -781,10 +492,9 @@ TEST(EveryType, UnusableArgumentsAreReported) {
     EXPECT_EQ(err, ASN_IN_NO_CURSOR);
     EXPECT_EQ(engine::unpack(d, &null_pos, limit, 0x30, &err), nullptr);
     EXPECT_EQ(err, ASN_IN_NO_POSITION);
-    err = 0;
-    EXPECT_EQ(engine::unpack(d, &pos, in.data(), 0x30, &err), nullptr);  // at limit
-    EXPECT_EQ(err, 0);
     EXPECT_EQ(pos, in.data());
+    // A fresh record never writes past its size (ASan).
+    encode(d, v, 0x30, &err);
     if (d->shape != Shape::Primitive) {
       engine::pack(d, nullptr, v, 0x30, &err);
       EXPECT_EQ(err, ASN_OUT_NO_CURSOR);
@@ -792,17 +502,6 @@ TEST(EveryType, UnusableArgumentsAreReported) {
       engine::pack(d, &null_out, v, 0x30, &err);
       EXPECT_EQ(err, ASN_OUT_NO_POSITION);
     }
-    engine::drop(d, v);
-  }
-}
-
-TEST(EveryType, FreshRecordEncodesWithinItsSize) {
-  for (const TypeDesc* d : all_types()) {
-    SCOPED_TRACE(d->name);
-    void* v = engine::make(d);
-    int32_t err = 0;
-    const Bytes out = encode(d, v, 0x30, &err);  // ASan: never past sizeof
-    EXPECT_LE(out.size(), static_cast<size_t>(engine::size(d, v, 1)));
     engine::drop(d, v);
   }
 }
