@@ -23,11 +23,11 @@ inline uint8_t* encode_exact(const TypeDesc* d, void* value, int32_t tag, int32_
   return block;
 }
 
-// Decodes the input after its first octet as type `d`, with the element's own
-// first octet as the tag. Where a record comes back it is sized and encoded
-// into exactly that room; where the encoding stored no code it must have
-// filled the room, and decoding and encoding it again must give the same
-// octets.
+// Decodes the octets as type `d`, with the element's own first octet as the
+// tag so that any element is taken. Where a record comes back it is sized and
+// encoded into exactly that room; where the encoding stored no code it must
+// have filled the room, and decoding and encoding it again must give the same
+// octets. Aborts otherwise.
 inline void check_round_trip(const TypeDesc* d, const uint8_t* data, size_t size) {
   if (size == 0) return;
   const int32_t tag = data[0];
