@@ -245,7 +245,8 @@ TEST(SetOf, EncodesInZeroPaddedOrder) {
     SCOPED_TRACE(c.name);
     void* v = engine::make(c.type);
     auto** items = reinterpret_cast<vbl_blk**>(static_cast<char*>(v) + c.type->items_offset);
-    for (const std::string& e : c.elements) items[(*static_cast<int32_t*>(v))++] = octets(e.c_str());
+    int32_t& count = *static_cast<int32_t*>(v);
+    for (const std::string& e : c.elements) items[count++] = octets(e.c_str());
     int32_t err = c.before;
     EXPECT_EQ(hex(encode(c.type, v, 0x31, &err)), hex(B(c.out)));  // LSan: no block left
     EXPECT_EQ(err, c.code);

@@ -221,7 +221,8 @@ TEST(Trace, DumpTable) {
   trace_level = 1;
   testing::internal::CaptureStderr();
   EXPECT_EQ(uip_OCTET_STRING(&v, &pos, in.data() + in.size(), 0x04, &err), 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "\n   6f 6b     " + std::string(18, ' ') + "ok");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "\n   6f 6b     " + std::string(18, ' ') + "ok");
   globalDebugLevel = 0;
   trace_level = 0;
   dip_vbl_blk(&v);
