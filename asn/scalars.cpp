@@ -98,7 +98,10 @@ const uint8_t* fixed_header(const void* value, const uint8_t** cursor, const uin
   if (pos >= limit || *pos != static_cast<uint8_t>(tag)) return nullptr;
   ++pos;
   const uint32_t n = get_lth(&pos, limit);
-  if (n != want) return set_err(err, bad_length), nullptr;  // position stays at the tag
+  // A length field cut off by the limit is an overrun like any other, not a
+  // wrong length.
+  const bool cut_off = n == LENGTH_PAST_LIMIT && pos == limit;
+  if (n != want && !cut_off) return set_err(err, bad_length), nullptr;  // position stays at the tag
   if (!fits(pos, n, limit)) {
     set_err(err, ASN_OVERRUN);
     *cursor = limit;

@@ -1,0 +1,505 @@
+// The table-driven engine on the test schema and the catalogue: decoding,
+// sizing, encoding and release for every form and shape.
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "qelcert.h"
+#include "tests/asn/helpers.h"
+#include "tests/asn/test_schema.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define QEL_TEST_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QEL_TEST_ASAN 1
+#endif
+#endif
+
+#ifdef QEL_TEST_ASAN
+// The allocation failure test needs null from a failed allocation, which the
+// sanitizer's allocator otherwise turns into an abort.
+extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
+#endif
+
+namespace qel::tst {
+namespace {
+
+std::string repeat(const char* text, int n) {
+  std::string out;
+  for (int i = 0; i < n; ++i) out += text;
+  return out;
+}
+const std::string k32Nulls = "30 40" + repeat(" 05 00", 32);
+const std::string k33Nulls = "30 42" + repeat(" 05 00", 33);
+
+vbl_blk* octets(const char* text) {
+  const Bytes b = B(text);
+  vbl_blk* v = new_vbl_blk();
+  EXPECT_EQ(put_str_val(v, b.data(), static_cast<uint32_t>(b.size())), 0);
+  return v;
+}
+
+TEST(Extension, DecodeSizeEncode) {
+  const Bytes in = B("30 0c 06 03 55 1d 13 01 01 ff 04 02 30 00");
+  const uint8_t* pos = in.data();
+  int32_t err = 0;
+  Extension* e = _unpack_Extension(&pos, in.data() + in.size(), 0x30, &err);
+  ASSERT_NE(e, nullptr);
+  EXPECT_EQ(err, 0);
+  EXPECT_EQ(pos, in.data() + in.size());
+  EXPECT_EQ(hex(e->extnID.bytes, e->extnID.length), "55 1d 13");
+  ASSERT_NE(e->critical, nullptr);
+  EXPECT_EQ(e->critical->value, 1);
+  EXPECT_EQ(hex(e->extnValue.bytes, e->extnValue.length), "30 00");
+  EXPECT_EQ(sizeof_Extension(e, 0), 12);
+  EXPECT_EQ(sizeof_Extension(e, 1), 14);
+  Bytes out(14);
+  uint8_t* w = out.data();
+  _pack_Extension(&w, e, 0x30, &err);
+  EXPECT_EQ(err, 0);
+  EXPECT_EQ(hex(out), hex(in));
+  drop_Extension(e);
+}
+
+TEST(Engine, DecodeTable) {
+  const TypeDesc *const kExt = &Extension_desc, *const kRec = &Record_desc,
+                 *const kPair = &Pair_desc, *const kOpts = &Opts_desc, *const kItem = &Item_desc,
+                 *const kItems = &Items_desc, *const kStrs = &Strings_desc;
+  const DecodeCase cases[] = {
+      // Canonical encodings decode cleanly and encode back exactly.
+      {"extension_without_critical", kExt, "30 09 06 03 55 1d 13 04 02 30 00", 0x30, 1, 0, 11, "="},
+      {"extension_critical_false", kExt, "30 0c 06 03 55 1d 13 01 01 00 04 02 30 00",
+       0x30, 1, 0, 14, "="},
+      {"required_only", kRec, "30 05 02 01 05 30 00", 0x30, 1, 0, 7, "="},
+      {"explicit_inline", kRec, "30 0b 02 01 05 a1 04 0c 02 68 69 30 00", 0x30, 1, 0, 13, "="},
+      {"every_alternative", kItems,
+       "30 33 02 01 07 01 01 ff 05 00 80 02 68 69 81 02 04 f0 a2 03 04 01 41 a3 08 02 01 01 a0 03 "
+       "02 01 02 a4 08 a0 03 02 01 05 01 01 00 a4 00 a5 06 04 01 01 04 01 02",
+       0x30, 1, 0, 53, "="},
+      {"trailing_explicit_raw", kRec, "30 0a 02 01 05 30 00 a4 03 04 81 00", 0x30, 1, 0, 12, "="},
+      {"every_field", kRec,
+       "30 24 02 01 05 a0 03 13 01 41 a1 02 05 00 01 01 00 80 01 70 30 03 02 01 09 a2 03 04 01 01 "
+       "a3 02 30 00 a4 02 05 00",
+       0x30, 1, 0, 38, "="},
+      {"empty_set_of", kStrs, "31 00", 0x31, 1, 0, 2, "="},
+      {"set_of_order_not_checked", kStrs, "31 06 04 01 02 04 01 01",
+       0x31, 1, 0, 8, "31 06 04 01 01 04 01 02"},
+      {"set_of_duplicates_not_checked", kStrs, "31 06 04 01 02 04 01 02", 0x31, 1, 0, 8, ""},
+      // Sequences.
+      {"tag_differs_touches_nothing", kPair, "31 00", 0x30, 0, 0, 0, ""},
+      {"at_limit_touches_nothing", kPair, "", 0x30, 0, 0, 0, ""},
+      {"header_past_limit", kPair, "30 05 02 01", 0x30, 0, ASN_OVERRUN, 4, ""},
+      {"length_field_past_limit", kPair, "30 82 01", 0x30, 0, ASN_OVERRUN, 3, ""},
+      {"length_wraps_address_space", kPair, "30 84 ff ff ff fe 00", 0x30, 0, ASN_OVERRUN, 7, ""},
+      {"first_fails_on_tag_second_read_there", kPair, "30 05 a0 03 02 01 07",
+       0x30, 0, ASN_FIELD_FAILED, 7, ""},
+      {"required_field_overruns_sequence", kPair, "30 05 02 05 01 a0 00 02 01",
+       0x30, 0, ASN_FIELD_FAILED, 7, ""},
+      {"failed_field_then_leftover", kPair, "30 03 04 01 05", 0x30, 0, ASN_LEFTOVER, 2, ""},
+      {"leftover_keeps_result", kPair, "30 0a 02 01 01 a0 03 02 01 02 05 00",
+       0x30, 1, ASN_LEFTOVER, 10, ""},
+      {"inner_runs_past_wrapper", kPair, "30 08 02 01 01 a0 02 02 01 02",
+       0x30, 1, ASN_WRAPPER_END, 10, ""},
+      {"inner_short_of_wrapper_then_leftover", kPair, "30 09 02 01 01 a0 04 02 01 02 00",
+       0x30, 1, ASN_LEFTOVER, 10, ""},
+      {"empty_wrapper_not_missed", kPair, "30 05 02 01 01 a0 00", 0x30, 1, 0, 7, ""},
+      {"missing_wrapper_not_missed", kPair, "30 03 02 01 01",
+       0x30, 1, 0, 5, "30 07 02 01 01 a0 02 02 00"},
+      {"explicit_wrapper_beyond_end_is_absent", kPair, "30 03 02 01 01 a0 03 02 01 09",
+       0x30, 1, 0, 5, ""},
+      {"all_optional_empty", kOpts, "30 00", 0x30, 1, 0, 2, "="},
+      {"trailing_optional_at_end", kOpts, "30 03 01 01 ff", 0x30, 1, 0, 5, "="},
+      {"failed_optional_does_not_fail", kOpts, "30 04 01 02 ff ff",
+       0x30, 1, ASN_LEFTOVER, 2, "30 00"},
+      {"explicit_optional_inner_overruns", kOpts, "30 04 a0 02 02 05",
+       0x30, 1, ASN_OVERRUN, 6, "30 00"},
+      {"required_after_failed_optional", kRec, "30 0a 02 01 05 a0 03 13 01 2a 30 00",
+       0x30, 1, ASN_BAD_PRINTABLE, 12, "30 05 02 01 05 30 00"},
+      {"list_element_fault_leaves_record_usable", kRec, "30 07 02 01 05 30 02 05 01",
+       0x30, 1, ASN_LEFTOVER, 7, ""},
+      {"end_before_trailing_optionals_skips_closing", kRec, "30 02 30 00", 0x30, 0, 0, 4, ""},
+      // Choices.
+      {"unknown_tag_stays_put", kItem, "30 00", TAG_CHOICE, 0, ASN_BAD_CHOICE, 0, ""},
+      {"choice_at_limit", kItem, "", TAG_CHOICE, 0, 0, 0, ""},
+      {"alternative_fails", kItem, "01 02 ff ff", TAG_CHOICE, 0, ASN_BAD_BOOLEAN, 0, ""},
+      {"alternative_overruns_limit", kItem, "80 03 61", TAG_CHOICE, 0, ASN_OVERRUN, 3, ""},
+      {"wrapped_good", kItem, "a2 03 04 01 41", TAG_CHOICE, 1, 0, 5, "="},
+      {"wrapped_past_limit", kItem, "a2 05 04 01 41", TAG_CHOICE, 0, ASN_OVERRUN, 5, ""},
+      {"wrapped_length_field_past_limit", kItem, "a2 82 01", TAG_CHOICE, 0, ASN_OVERRUN, 3, ""},
+      {"wrapped_inner_short_of_wrapper", kItem, "a2 04 04 01 41 00",
+       TAG_CHOICE, 0, ASN_WRAPPER_END, 5, ""},
+      {"wrapped_inner_bounded_by_wrapper", kItem, "a2 02 04 02 41 42",
+       TAG_CHOICE, 0, ASN_OVERRUN, 4, ""},
+      {"wrapped_inner_other_tag", kItem, "a2 02 05 00", TAG_CHOICE, 0, 0, 2, ""},
+  };
+  run_decode_cases(cases, std::size(cases));
+}
+
+TEST(List, CountsGoodElementsAndHoldsNoOthers) {
+  const struct {
+    const char* name;
+    std::string in;
+    int32_t result, code;
+    size_t consumed;
+    int32_t count;
+  } cases[] = {
+      {"empty", "30 00", 1, 0, 2, 0},
+      {"capacity_exactly", k32Nulls, 1, 0, 66, 32},
+      {"one_beyond_capacity_stops_at_it", k33Nulls, 1, ASN_LEFTOVER, 66, 32},
+      {"third_element_fails", "30 08 02 01 01 05 00 30 00 05", 1, ASN_LEFTOVER, 7, 2},
+      {"element_overruns_list", "30 03 05 00 80 05 00", 1, ASN_OVERRUN, 5, 1},
+      {"length_past_limit", "30 05 05 00", 0, ASN_OVERRUN, 4, -1},
+      {"leftover_met_as_next_element", "30 0c a3 0a 02 01 01 a0 03 02 01 02 05 00", 1,
+       ASN_LEFTOVER, 14, 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Decoded d = decode(&Items_desc, B(c.in), 0x30);
+    auto* items = static_cast<Items*>(d.record);
+    EXPECT_EQ(d.result, c.result);
+    EXPECT_EQ(d.err, c.code);
+    EXPECT_EQ(d.consumed, c.consumed);
+    EXPECT_EQ(items->count, c.count);
+    for (int32_t i = 0; i < 32; ++i) EXPECT_EQ(items->items[i] != nullptr, i < c.count) << i;
+    drop_Items(items);
+  }
+}
+
+TEST(List, DecodeAgainReusesAndReleasesSlots) {
+  Items items{};
+  int32_t err = 0;
+  for (const char* text : {"30 06 05 00 05 00 05 00", "30 03 02 01 2a", "30 09 05 00"}) {
+    const Bytes in = B(text);
+    const uint8_t* pos = in.data();
+    Item* first = items.items[0];
+    const int32_t result = uip_Items(&items, &pos, in.data() + in.size(), 0x30, &err);
+    if (items.count == 1) {
+      EXPECT_EQ(result, 1);
+      EXPECT_EQ(items.items[0], first);  // the element record is reused
+      EXPECT_EQ(items.items[0]->tag, 0x02);
+    }
+    for (int32_t i = 0; i < 32; ++i) EXPECT_EQ(items.items[i] != nullptr, i < items.count);
+  }
+  EXPECT_EQ(items.count, -1);  // the overrun released everything: LSan
+  EXPECT_EQ(err, ASN_OVERRUN);
+  dip_Items(&items);
+}
+
+TEST(List, CountBeyondCapacityWritesNothing) {
+  const struct { const TypeDesc* type; int32_t code; } cases[] = {
+      {&Items_desc, ASN_SEQOF_FULL}, {&Strings_desc, ASN_SETOF_FULL}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.type->name);
+    void* v = engine::make(c.type);
+    *static_cast<int32_t*>(v) = 33;
+    EXPECT_EQ(engine::size(c.type, v, 1), 2);  // sizing clamps; every slot is empty
+    uint8_t out[4] = {};
+    uint8_t* pos = out;
+    int32_t err = 0;
+    engine::pack(c.type, &pos, v, 0x30, &err);
+    EXPECT_EQ(err, c.code);
+    EXPECT_EQ(pos, out);
+    engine::drop(c.type, v);  // release clamps to the capacity
+  }
+}
+
+// A set-of of raw elements: any octets at all, so that blocks of different
+// lengths can share a prefix.
+QEL_LIST_RECORD(Blobs, UNDECODED_ASN_BLOCK, 4);
+QEL_SET_OF(Blobs, UNDECODED_ASN_BLOCK, TAG_ANY)
+
+TEST(SetOf, EncodesInZeroPaddedOrder) {
+  const std::string long_one = "04 81 80" + repeat(" 00", 128);
+  const struct {
+    const char* name;
+    const TypeDesc* type;
+    std::vector<std::string> elements;  // content, or the whole element for Blobs
+    int32_t before, code;
+    std::string out;
+  } cases[] = {
+      {"single_element", &Strings_desc, {"09"}, 0, 0, "31 03 04 01 09"},
+      {"descending_given", &Strings_desc, {"03", "02", "01"}, 0, 0,
+       "31 09 04 01 01 04 01 02 04 01 03"},
+      {"length_octet_decides", &Strings_desc, {"00 00", "ff"}, 0, 0, "31 07 04 01 ff 04 02 00 00"},
+      {"long_form_after_short", &Strings_desc, {repeat("00 ", 128), "ff"}, 0, 0,
+       "31 81 86 04 01 ff " + long_one},
+      {"shorter_sorts_by_its_zero_padding", &Blobs_desc, {"05 00 01", "05 00"}, 0, 0,
+       "31 05 05 00 05 00 01"},
+      {"longer_first_when_smaller", &Blobs_desc, {"05 01", "05 00 ff"}, 0, 0,
+       "31 05 05 00 ff 05 01"},
+      {"duplicate_stops_after_header", &Strings_desc, {"01", "02", "01"}, 0, ASN_SETOF_DUPLICATE,
+       "31 09"},
+      {"equal_after_zero_padding", &Blobs_desc, {"05 00", "05 00 00"}, 0, ASN_SETOF_DUPLICATE,
+       "31 05"},
+      {"stops_on_a_code_stored_before", &Strings_desc, {"02", "01"}, ASN_LEFTOVER, ASN_LEFTOVER,
+       "31 06"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    void* v = engine::make(c.type);
+    auto** items = reinterpret_cast<vbl_blk**>(static_cast<char*>(v) + c.type->items_offset);
+    int32_t& count = *static_cast<int32_t*>(v);
+    for (const std::string& e : c.elements) items[count++] = octets(e.c_str());
+    int32_t err = c.before;
+    EXPECT_EQ(hex(encode(c.type, v, 0x31, &err)), hex(B(c.out)));  // LSan: no block left
+    EXPECT_EQ(err, c.code);
+    engine::drop(c.type, v);
+  }
+}
+
+TEST(Choice, UnknownTagOnEncodeLeavesShortWrite) {
+  Item item{0x30, new_vbl_blk()};
+  EXPECT_EQ(sizeof_Item(&item, 1), 2);
+  EXPECT_EQ(sizeof_Item(&item, 0), 0);
+  uint8_t out[2] = {};
+  uint8_t* pos = out;
+  int32_t err = 0;
+  _pack_Item(&pos, &item, TAG_CHOICE, &err);
+  EXPECT_EQ(err, ASN_PACK_SHORT);  // -50 was stored first, then the length check
+  EXPECT_EQ(pos, out);
+  dip_Item(&item);  // an unknown tag releases nothing
+  drop_vbl_blk(static_cast<vbl_blk*>(item.value));
+}
+
+TEST(Choice, DipTwiceAndDecodeAgainAreSafe) {
+  Item item{};
+  int32_t err = 0;
+  const Bytes in = B("a3 05 02 01 01 a0 00 80 01 78");
+  const uint8_t* pos = in.data();
+  ASSERT_EQ(uip_Item(&item, &pos, in.data() + in.size(), TAG_CHOICE, &err), 1);
+  EXPECT_EQ(item.tag, 0xA3);
+  ASSERT_EQ(uip_Item(&item, &pos, in.data() + in.size(), TAG_CHOICE, &err), 1);  // LSan
+  EXPECT_EQ(item.tag, 0x80);
+  dip_Item(&item);
+  EXPECT_EQ(item.tag, 0);
+  EXPECT_EQ(item.value, nullptr);
+  dip_Item(&item);
+  EXPECT_EQ(err, 0);
+}
+
+// An alternative whose record cannot be allocated, and a way to make the
+// allocation fail: the address space is capped just above what is in use.
+const TypeDesc Huge_desc{"Huge", Shape::Primitive, 0, 0xFFFFFFF0u, OCTET_STRING_desc.ops,
+                         nullptr, 0, 0, nullptr, 0, 0, 0, nullptr, 0};
+QEL_CHOICE_RECORD(Hungry);
+QEL_CHOICE(Hungry, QEL_ALT(0x04, "huge", Huge))
+
+class AddressSpaceCap {
+ public:
+  AddressSpaceCap() {
+    getrlimit(RLIMIT_AS, &saved_);
+    long pages = 0;
+    if (FILE* f = std::fopen("/proc/self/statm", "r")) {
+      if (std::fscanf(f, "%ld", &pages) != 1) pages = 0;
+      std::fclose(f);
+    }
+    rlimit cap = saved_;
+    cap.rlim_cur = static_cast<rlim_t>(pages) * 4096 + (256u << 20);
+    ok_ = pages > 0 && setrlimit(RLIMIT_AS, &cap) == 0;
+  }
+  ~AddressSpaceCap() { setrlimit(RLIMIT_AS, &saved_); }
+  bool ok() const { return ok_; }
+
+ private:
+  rlimit saved_{};
+  bool ok_ = false;
+};
+
+TEST(NoMemory, AllocationFailuresAreReported) {
+  TypeDesc huge_pair = Pair_desc;  // a record too large to be had
+  huge_pair.record_size = 0xFFFFFFF0u;
+  const Bytes pair = B("30 03 02 01 01");
+  const uint8_t* pair_pos = pair.data();
+  const Bytes in = B("04 01 00");
+  const uint8_t* pos = in.data();
+  Hungry choice{};
+  // Two set-of elements, the larger claiming almost 2 GiB: its sorting block
+  // cannot be had.
+  auto* blobs = static_cast<Blobs*>(engine::make(&Blobs_desc));
+  blobs->items[0] = octets("05 00");
+  blobs->items[1] = new_vbl_blk();
+  blobs->items[1]->length = 0x7FFF0000;
+  blobs->count = 2;
+  uint8_t out[8] = {};
+  uint8_t* w = out;
+  int32_t record_err = 0, choice_err = 0, setof_err = 0;
+  void* record = nullptr;
+  {
+    AddressSpaceCap cap;
+    ASSERT_TRUE(cap.ok());
+    record = engine::unpack(&huge_pair, &pair_pos, pair.data() + pair.size(), 0x30, &record_err);
+    EXPECT_EQ(engine::uip(&Hungry_desc, &choice, &pos, in.data() + in.size(), TAG_CHOICE,
+                          &choice_err),
+              0);
+    engine::pack(&Blobs_desc, &w, blobs, 0x31, &setof_err);
+  }
+  EXPECT_EQ(record, nullptr);
+  EXPECT_EQ(record_err, ASN_NO_RECORD);
+  EXPECT_EQ(pair_pos, pair.data());
+  EXPECT_EQ(choice_err, ASN_NO_MEMORY);
+  EXPECT_EQ(choice.value, nullptr);
+  EXPECT_EQ(pos, in.data());
+  EXPECT_EQ(setof_err, ASN_NO_MEMORY);
+  EXPECT_EQ(w, out + 6);  // the header, then nothing; LSan: no block left
+  engine::drop(&Blobs_desc, blobs);
+}
+
+// A field type whose sizing and writing disagree by a set amount.
+struct Fib {
+  int32_t claims, writes;
+};
+int32_t fib_size(const TypeDesc*, void* v, int32_t) { return static_cast<Fib*>(v)->claims; }
+void fib_pack(const TypeDesc*, uint8_t** cursor, void* v, int32_t, int32_t*) {
+  for (int32_t i = 0; i < static_cast<Fib*>(v)->writes; ++i) put_byte(cursor, 0);
+}
+const TypeOps fib_ops{nullptr, [](const TypeDesc*, void*) {}, nullptr, fib_size, fib_pack,
+                      nullptr};
+const TypeDesc Fib_desc{"Fib", Shape::Primitive, 0, sizeof(Fib), &fib_ops,
+                        nullptr, 0, 0, nullptr, 0, 0, 0, nullptr, 0};
+struct Holder {
+  Fib fib;
+};
+QEL_SEQUENCE(Holder, QEL_INLINE(Holder, fib, 0x04, Fib))
+
+TEST(Encode, LengthCheckTable) {
+  const struct { const char* name; Fib fib; int32_t code; size_t written; } cases[] = {
+      {"agree", {3, 3}, 0, 5},
+      {"short_write", {3, 1}, ASN_PACK_SHORT, 3},
+      {"long_write", {1, 3}, ASN_PACK_LONG, 5},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Holder h{c.fib};
+    uint8_t out[8];
+    uint8_t* pos = out;
+    int32_t err = 0;
+    engine::pack(&Holder_desc, &pos, &h, 0x30, &err);
+    EXPECT_EQ(err, c.code);
+    EXPECT_EQ(static_cast<size_t>(pos - out), c.written);
+  }
+}
+
+TEST(Encode, FieldFaultsEndAsShortWriteOfTheParent) {
+  // A required list over its capacity writes nothing (-3); the record's own
+  // check then overwrites the code.
+  Record* r = new_Record();
+  ASSERT_EQ(put_int_val(&r->id, 1), 0);
+  r->items.count = 33;
+  int32_t err = 0;
+  EXPECT_EQ(hex(encode(&Record_desc, r, 0x30, &err)), "30 05 02 01 01");
+  EXPECT_EQ(err, ASN_PACK_SHORT);
+  drop_Record(r);
+  // An octet string whose block is missing writes its header only.
+  Extension e{};
+  ASSERT_EQ(put_str_val(&e.extnID, B("55").data(), 1), 0);
+  e.extnValue.length = 3;
+  err = 0;
+  EXPECT_EQ(hex(encode(&Extension_desc, &e, 0x30, &err)), "30 08 06 01 55 04 03");
+  EXPECT_EQ(err, ASN_PACK_SHORT);
+  dip_Extension(&e);
+}
+
+TEST(Encode, ExplicitWrapperOnlyAroundSomething) {
+  const struct {
+    const char* name;
+    const char* body;  // element held by the embedded raw block, or null
+    const char* raw;   // element held by the forced-wrapper raw block, or null for none
+    const char* out;
+  } cases[] = {
+      {"empty_inline_writes_no_wrapper", nullptr, nullptr, "30 05 02 01 01 30 00"},
+      {"inline_with_content", "05 00", nullptr, "30 09 02 01 01 a1 02 05 00 30 00"},
+      {"forced_wrapper_around_empty", nullptr, "", "30 07 02 01 01 30 00 a4 00"},
+      {"forced_wrapper_around_content", nullptr, "05 00", "30 09 02 01 01 30 00 a4 02 05 00"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Record* r = new_Record();
+    ASSERT_EQ(put_int_val(&r->id, 1), 0);
+    if (c.body != nullptr) {
+      ASSERT_EQ(put_str_val(&r->body, B(c.body).data(), 2), 0);
+    }
+    if (c.raw != nullptr) r->raw = octets(c.raw);
+    int32_t err = 0;
+    EXPECT_EQ(hex(encode(&Record_desc, r, 0x30, &err)), hex(B(c.out)));
+    EXPECT_EQ(err, 0);
+    drop_Record(r);
+  }
+}
+
+TEST(Lifecycle, DecodeAgainIntoAUsedRecord) {
+  const char* inputs[] = {
+      "30 27 02 01 05 a0 03 13 01 41 a1 02 05 00 01 01 ff a2 03 04 01 42 30 04 05 00 05 00 a2 "
+      "03 04 01 01 a3 02 30 00 a4 02 05 00",
+      "30 27 02 01 05 a0 03 13 01 41 a1 02 05 00 01 01 ff a2 03 04 01 42 30 04 05 00 05 00 a2 "
+      "03 04 01 01 a3 02 30 00 a4 02 05 00",
+      "30 23 02 01 06 a0 03 13 01 43 a1 02 05 00 01 01 00 80 01 44 30 02 05 00 a2 03 04 01 02 "
+      "a3 02 30 00 a4 02 05 00",
+  };
+  Record r{};
+  for (const char* text : inputs) {
+    const Bytes in = B(text);
+    const uint8_t* pos = in.data();
+    int32_t err = 0;
+    ASSERT_EQ(uip_Record(&r, &pos, in.data() + in.size(), 0x30, &err), 1);
+    EXPECT_EQ(err, 0);
+    EXPECT_EQ(hex(encode(&Record_desc, &r, 0x30, &err)), hex(in));
+  }
+  EXPECT_EQ(r.items.items[1], nullptr);
+  dip_Record(&r);  // LSan: every record of all three decodes released
+}
+
+TEST(EveryType, NullAndUnusableArguments) {
+  std::vector<const TypeDesc*> all(type_registry, type_registry + type_registry_size());
+  all.insert(all.end(), std::begin(schema_types), std::end(schema_types));
+  const Bytes in = B("30 00");
+  const uint8_t* limit = in.data() + in.size();
+  for (const TypeDesc* d : all) {
+    SCOPED_TRACE(d->name);
+    // A null record is absent: no size, no octets, no code.
+    EXPECT_EQ(engine::size(d, nullptr, 1), 0);
+    uint8_t out[1];
+    uint8_t* w = out;
+    int32_t err = 0;
+    engine::pack(d, &w, nullptr, 0x30, &err);
+    EXPECT_EQ(w, out);
+    EXPECT_EQ(err, 0);
+    engine::dip(d, nullptr);
+    engine::drop(d, nullptr);
+    // Unusable arguments to the decoders.
+    void* v = engine::make(d);
+    const uint8_t* pos = in.data();
+    const uint8_t* null_pos = nullptr;
+    EXPECT_EQ(engine::uip(d, v, &pos, limit, 0x30, nullptr), 0);
+    EXPECT_EQ(engine::uip(d, nullptr, &pos, limit, 0x30, &err), 0);
+    EXPECT_EQ(err, ASN_NO_RECORD);
+    EXPECT_EQ(engine::uip(d, v, nullptr, limit, 0x30, &err), 0);
+    EXPECT_EQ(err, ASN_IN_NO_CURSOR);
+    EXPECT_EQ(engine::uip(d, v, &null_pos, limit, 0x30, &err), 0);
+    EXPECT_EQ(err, ASN_IN_NO_POSITION);
+    EXPECT_EQ(engine::unpack(d, nullptr, limit, 0x30, &err), nullptr);
+    EXPECT_EQ(err, ASN_IN_NO_CURSOR);
+    EXPECT_EQ(engine::unpack(d, &null_pos, limit, 0x30, &err), nullptr);
+    EXPECT_EQ(err, ASN_IN_NO_POSITION);
+    EXPECT_EQ(pos, in.data());
+    // A fresh record never writes past its size (ASan).
+    encode(d, v, 0x30, &err);
+    if (d->shape != Shape::Primitive) {
+      engine::pack(d, nullptr, v, 0x30, &err);
+      EXPECT_EQ(err, ASN_OUT_NO_CURSOR);
+      uint8_t* null_out = nullptr;
+      engine::pack(d, &null_out, v, 0x30, &err);
+      EXPECT_EQ(err, ASN_OUT_NO_POSITION);
+    }
+    engine::drop(d, v);
+  }
+}
+
+}  // namespace
+}  // namespace qel::tst

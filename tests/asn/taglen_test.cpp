@@ -1,0 +1,100 @@
+// The tag and length layer: sizes, writers, and readers that never pass their
+// limit.
+#include <gtest/gtest.h>
+
+#include "asn/asn.h"
+#include "tests/asn/helpers.h"
+
+namespace qel::tst {
+namespace {
+
+TEST(TagLen, Sizes) {
+  const uint32_t bounds[][2] = {{0, 1},       {0x7F, 1},     {0x80, 2},        {0xFF, 2},
+                                {0x100, 3},   {0xFFFF, 3},   {0x10000, 4},     {0xFFFFFF, 4},
+                                {0x1000000, 5}, {0xFFFFFFFF, 5}};
+  for (const auto& b : bounds) EXPECT_EQ(length_size(b[0]), static_cast<int32_t>(b[1])) << b[0];
+  const struct { const char* name; int32_t content, force, size; } cases[] = {
+      {"empty_unforced_is_no_element", 0, 0, 0}, {"empty_forced_is_two_octets", 0, 1, 2},
+      {"force_counts_low_16_bits", 0, 0x10000, 0}, {"content_needs_no_force", 5, 0, 7},
+      {"last_short_form", 127, 1, 129},           {"first_long_form", 128, 1, 131},
+  };
+  for (const auto& c : cases) EXPECT_EQ(tagged(c.content, c.force), c.size) << c.name;
+}
+
+TEST(TagLen, WritersUseShortestForm) {
+  const struct { uint32_t length; const char* out; } cases[] = {
+      {0, "00"},       {0x7F, "7f"},          {0x80, "81 80"},          {0xFF, "81 ff"},
+      {0x100, "82 01 00"}, {0x10000, "83 01 00 00"}, {0x1000000, "84 01 00 00 00"},
+      {0xFFFFFFFF, "84 ff ff ff ff"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.length);
+    Bytes buf(1 + static_cast<size_t>(length_size(c.length)));
+    uint8_t* pos = buf.data();
+    put_tag(&pos, 0x1A0, c.length);  // only the low 8 bits of the tag count
+    EXPECT_EQ(hex(buf), "a0 " + std::string(c.out));
+    EXPECT_EQ(pos, buf.data() + buf.size());
+    const uint8_t* in = buf.data() + 1;
+    EXPECT_EQ(get_lth(&in, buf.data() + buf.size()), c.length);
+  }
+}
+
+// Each reader is given exactly its input; a read at the limit is a heap
+// overflow that ASan reports.
+TEST(TagLen, ReadersStopAtLimit) {
+  const struct {
+    const char* name;
+    const char* in;
+    int32_t tag;  // 0: get_lth, else take_tag with this tag
+    uint32_t length;
+    size_t consumed;
+  } cases[] = {
+      {"short_form", "05", 0, 5, 1},
+      {"indefinite_reads_as_empty", "80 aa", 0, 0, 1},
+      {"non_minimal_accepted", "82 00 05", 0, 5, 3},
+      {"five_octets_keep_last_four", "85 01 02 03 04 05", 0, 0x02030405, 6},
+      {"truncated_long_field", "82 01", 0, LENGTH_PAST_LIMIT, 2},
+      {"count_127_past_limit", "ff 00 00", 0, LENGTH_PAST_LIMIT, 3},
+      {"nothing_at_all", "", 0, LENGTH_PAST_LIMIT, 0},
+      {"tag_matches", "a0 03", 0xA0, 3, 2},
+      {"tag_word_high_bits_ignored", "a0 03", 0x1A0, 3, 2},
+      {"other_tag_not_moved", "a1 03", 0xA0, 0, 0},
+      {"empty_wrapper", "a0 00", 0xA0, 0, 2},
+      {"tag_at_limit", "", 0xA0, 0, 0},
+      {"wrapper_length_past_limit", "a0 81", 0xA0, LENGTH_PAST_LIMIT, 2},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Bytes in = input(B(c.in));
+    const uint8_t* pos = in.data();
+    const uint8_t* limit = in.data() + in.size();
+    EXPECT_EQ(c.tag == 0 ? get_lth(&pos, limit) : take_tag(&pos, c.tag, limit), c.length);
+    EXPECT_EQ(static_cast<size_t>(pos - in.data()), c.consumed);
+  }
+  const Bytes one = B("ab");
+  const uint8_t* pos = one.data();
+  EXPECT_EQ(get_byte(&pos, one.data() + 1), 0xAB);
+  EXPECT_EQ(get_byte(&pos, one.data() + 1), -1);
+  EXPECT_EQ(pos, one.data() + 1);
+  const uint8_t* null_pos = nullptr;
+  EXPECT_EQ(take_tag(nullptr, 0xA0, pos), 0u);
+  EXPECT_EQ(take_tag(&null_pos, 0xA0, pos), 0u);
+}
+
+TEST(TagLen, FitsIsImmuneToAddressWrap) {
+  // Addresses only compared, never dereferenced.
+  const auto at = [](uintptr_t a) { return reinterpret_cast<const uint8_t*>(a); };
+  const uintptr_t top = UINTPTR_MAX - 15;
+  const struct { const char* name; uintptr_t pos, limit; uint32_t length; bool fits; } cases[] = {
+      {"empty_at_limit", 0x1000, 0x1000, 0, true},
+      {"exactly_to_limit", 0x1000, 0x1004, 4, true},
+      {"one_past_limit", 0x1000, 0x1004, 5, false},
+      {"position_beyond_limit", 0x1005, 0x1004, 0, false},
+      {"sum_wraps_address_space", top, top + 8, 0xFFFFFFF8u, false},
+      {"beyond_int32_range", 0x1000, 0x1000 + 0x80000000u, 0x7FFF0001u, false},
+  };
+  for (const auto& c : cases) EXPECT_EQ(fits(at(c.pos), c.length, at(c.limit)), c.fits) << c.name;
+}
+
+}  // namespace
+}  // namespace qel::tst
