@@ -6,6 +6,8 @@
 // allocations per certificate ("allocs").
 #include <benchmark/benchmark.h>
 
+#include "bench/alloc_count.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -21,46 +23,6 @@
 
 #ifdef QEL_HAVE_OPENSSL
 #include <openssl/x509.h>
-#endif
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QEL_NO_ALLOC_COUNT 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define QEL_NO_ALLOC_COUNT 1
-#endif
-
-// ---------------------------------------------------------------------------
-// Allocation count: the bench binary's own malloc family, forwarding to
-// glibc's and counting every call that allocates.
-
-namespace {
-uint64_t g_allocations = 0;
-}  // namespace
-
-#ifndef QEL_NO_ALLOC_COUNT
-extern "C" {
-void* __libc_malloc(size_t);
-void* __libc_calloc(size_t, size_t);
-void* __libc_realloc(void*, size_t);
-void __libc_free(void*);
-
-void* malloc(size_t size) {
-  ++g_allocations;
-  return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size) {
-  ++g_allocations;
-  return __libc_calloc(count, size);
-}
-void* realloc(void* block, size_t size) {
-  ++g_allocations;
-  return __libc_realloc(block, size);
-}
-void free(void* block) { __libc_free(block); }
-}
 #endif
 
 namespace {
@@ -155,20 +117,16 @@ void run(benchmark::State& state, const std::vector<Bytes>& certs, Pass pass) {
   }
   state.SetLabel(std::string(set_name(static_cast<int>(state.range(0)))) + ", " +
                  std::to_string(certs.size()) + " certs");
-  const uint64_t before = g_allocations;
+  const uint64_t before = bench_allocations;
   pass();
-  const uint64_t allocations = g_allocations - before;
+  const uint64_t allocations = bench_allocations - before;
   for (auto _ : state) pass();
   const auto n = static_cast<double>(certs.size());
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) *
                           static_cast<int64_t>(certs.size()));
   state.counters["per_cert"] = benchmark::Counter(
       n, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-#ifndef QEL_NO_ALLOC_COUNT
   state.counters["allocs"] = static_cast<double>(allocations) / n;
-#else
-  (void)allocations;
-#endif
 }
 
 // ---------------------------------------------------------------------------

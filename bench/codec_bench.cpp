@@ -3,6 +3,8 @@
 // present; a built-in self-signed certificate stands in otherwise.
 #include <benchmark/benchmark.h>
 
+#include "bench/alloc_count.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,43 +17,6 @@
 
 #ifdef QEL_HAVE_OPENSSL
 #include <openssl/x509.h>
-#endif
-
-#if defined(__SANITIZE_ADDRESS__)
-#define QEL_BENCH_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QEL_BENCH_SANITIZED 1
-#endif
-#endif
-
-// Counting allocator: every malloc, calloc and realloc of the process goes
-// through these while `counting` is set. The codec allocates with these
-// three only. Left out under the sanitizers, which own the allocator.
-namespace {
-size_t allocations = 0;
-bool counting = false;
-}  // namespace
-
-#ifndef QEL_BENCH_SANITIZED
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* block, size_t size);
-
-void* malloc(size_t size) noexcept {
-  if (counting) ++allocations;
-  return __libc_malloc(size);
-}
-void* calloc(size_t count, size_t size) noexcept {
-  if (counting) ++allocations;
-  return __libc_calloc(count, size);
-}
-void* realloc(void* block, size_t size) noexcept {
-  if (counting) ++allocations;
-  return __libc_realloc(block, size);
-}
-}
 #endif
 
 namespace {
@@ -123,25 +88,16 @@ qel::Certificate* decode(const std::vector<uint8_t>& der) {
 
 // Heap allocations of one decode, and of one size-and-encode.
 void count_allocations(const Sample& s, benchmark::State& state) {
-#ifndef QEL_BENCH_SANITIZED
-  allocations = 0;
-  counting = true;
+  const uint64_t before_decode = bench_allocations;
   qel::Certificate* cert = decode(s.der);
-  counting = false;
-  state.counters["allocs_per_decode"] = static_cast<double>(allocations);
+  state.counters["allocs_per_decode"] = static_cast<double>(bench_allocations - before_decode);
   std::vector<uint8_t> out(static_cast<size_t>(qel::sizeof_Certificate(cert, 1)));
   uint8_t* pos = out.data();
   int32_t err = 0;
-  allocations = 0;
-  counting = true;
+  const uint64_t before_encode = bench_allocations;
   qel::_pack_Certificate(&pos, cert, 0x30, &err);
-  counting = false;
-  state.counters["allocs_per_encode"] = static_cast<double>(allocations);
+  state.counters["allocs_per_encode"] = static_cast<double>(bench_allocations - before_encode);
   qel::drop_Certificate(cert);
-#else
-  (void)s;
-  (void)state;
-#endif
 }
 
 void BM_Decode(benchmark::State& state) {
