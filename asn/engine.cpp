@@ -192,20 +192,11 @@ int32_t read_header(void* value, const uint8_t** cursor, const uint8_t* limit, i
                     int32_t* err, const uint8_t*& end, bool& overrun) {
   overrun = false;
   if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
-  const uint8_t* pos = *cursor;
-  if (pos >= limit || *pos != static_cast<uint8_t>(tag)) return 0;
-  ++pos;
-  const uint32_t n = get_lth(&pos, limit);
-  if (!fits(pos, n, limit)) {
-    set_err(err, ASN_OVERRUN);
-    *cursor = limit;
-    overrun = true;
-    return 0;
-  }
-  *cursor = pos;
-  end = pos + n;
+  const ElementHeader h = read_element(cursor, limit, tag, err);
+  overrun = h.outcome == ElementHeader::kOverrun;
+  if (h.outcome != ElementHeader::kGood) return 0;
+  *cursor = h.content;
+  end = h.content + h.length;
   return 1;
 }
 

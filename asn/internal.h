@@ -36,6 +36,27 @@ struct Pool {
   static void give(T* record) { list.give(record, kSize); }
 };
 
+// The tag and length of the element at the position: the first step of every
+// decoder. Nothing moves unless the element overruns `limit`.
+struct ElementHeader {
+  enum Outcome {
+    kAbsent,   // position at `limit`, or another tag: nothing stored
+    kRefused,  // a code was stored (-7, -8, or the wrong fixed length)
+    kOverrun,  // -9 was stored and the position set to `limit`
+    kGood,     // `content` and `length` describe content inside `limit`
+  } outcome;
+  const uint8_t* content;
+  uint32_t length;
+};
+inline constexpr int32_t kAnyTag = -1;
+inline constexpr uint32_t kAnyLength = 0xFFFFFFFFu;
+// With `fixed_length` set, any other length stores `bad_length` (checked
+// before the limit, the position left at the tag); a length field cut off
+// by the limit is an overrun all the same.
+ElementHeader read_element(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                           int32_t* err, uint32_t fixed_length = kAnyLength,
+                           int32_t bad_length = 0);
+
 int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8_t** cursor,
                       const uint8_t* limit, int32_t* err);
 void encode_octets(int32_t tag, int16_t extra, int32_t extra_octet, uint8_t** cursor,

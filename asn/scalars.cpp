@@ -92,22 +92,8 @@ namespace {
 const uint8_t* fixed_header(const void* value, const uint8_t** cursor, const uint8_t* limit,
                             int32_t tag, uint32_t want, int32_t bad_length, int32_t* err) {
   if (value == nullptr) return set_err(err, ASN_NO_RECORD), nullptr;
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), nullptr;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), nullptr;
-  const uint8_t* pos = *cursor;
-  if (pos >= limit || *pos != static_cast<uint8_t>(tag)) return nullptr;
-  ++pos;
-  const uint32_t n = get_lth(&pos, limit);
-  // A length field cut off by the limit is an overrun like any other, not a
-  // wrong length.
-  const bool cut_off = n == LENGTH_PAST_LIMIT && pos == limit;
-  if (n != want && !cut_off) return set_err(err, bad_length), nullptr;  // position stays at the tag
-  if (!fits(pos, n, limit)) {
-    set_err(err, ASN_OVERRUN);
-    *cursor = limit;
-    return nullptr;
-  }
-  return pos;
+  const ElementHeader h = read_element(cursor, limit, tag, err, want, bad_length);
+  return h.outcome == ElementHeader::kGood ? h.content : nullptr;
 }
 
 }  // namespace

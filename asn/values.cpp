@@ -44,21 +44,35 @@ int32_t put_str_val(vbl_blk* value, const uint8_t* data, uint32_t size) {
   return 0;
 }
 
+ElementHeader read_element(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                           int32_t* err, uint32_t fixed_length, int32_t bad_length) {
+  constexpr ElementHeader absent{ElementHeader::kAbsent, nullptr, 0};
+  constexpr ElementHeader refused{ElementHeader::kRefused, nullptr, 0};
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), refused;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), refused;
+  const uint8_t* pos = *cursor;
+  if (pos >= limit || (tag != kAnyTag && *pos != static_cast<uint8_t>(tag))) return absent;
+  ++pos;
+  const uint32_t n = get_lth(&pos, limit);
+  const bool cut_off = n == LENGTH_PAST_LIMIT && pos == limit;
+  if (fixed_length != kAnyLength && n != fixed_length && !cut_off)
+    return set_err(err, bad_length), refused;  // the position stays at the tag
+  if (!fits(pos, n, limit)) {
+    set_err(err, ASN_OVERRUN);
+    *cursor = limit;
+    return ElementHeader{ElementHeader::kOverrun, nullptr, 0};
+  }
+  return ElementHeader{ElementHeader::kGood, pos, n};
+}
+
 // Reads one element of the given tag into (length, bytes). The common body of
 // every octet-carrying decoder. A zero-length value holds no block.
 int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8_t** cursor,
                       const uint8_t* limit, int32_t* err) {
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
-  const uint8_t* pos = *cursor;
-  if (pos >= limit || *pos != static_cast<uint8_t>(tag)) return 0;
-  ++pos;
-  const uint32_t n = get_lth(&pos, limit);
-  if (!fits(pos, n, limit)) {
-    set_err(err, ASN_OVERRUN);
-    *cursor = limit;
-    return 0;
-  }
+  const ElementHeader h = read_element(cursor, limit, tag, err);
+  if (h.outcome != ElementHeader::kGood) return 0;
+  const uint8_t* pos = h.content;
+  const uint32_t n = h.length;
   std::free(bytes);
   bytes = nullptr;
   length = static_cast<int32_t>(n);
@@ -194,17 +208,11 @@ int32_t uip_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const ui
   (void)tag;
   if (err == nullptr) return 0;
   if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
+  const ElementHeader h = read_element(cursor, limit, kAnyTag, err);
+  if (h.outcome != ElementHeader::kGood) return 0;
   const uint8_t* start = *cursor;
-  if (start >= limit) return 0;
-  const uint8_t* pos = start + 1;
-  const uint32_t n = get_lth(&pos, limit);
-  if (!fits(pos, n, limit)) {
-    set_err(err, ASN_OVERRUN);
-    *cursor = limit;
-    return 0;
-  }
+  const uint8_t* pos = h.content;
+  const uint32_t n = h.length;
   std::free(value->bytes);
   const size_t total = static_cast<size_t>(pos - start) + n;
   value->bytes = static_cast<uint8_t*>(std::malloc(total));
