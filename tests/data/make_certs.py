@@ -466,6 +466,10 @@ def fixtures():
     out["ext_crldp_dirname"] = cert(extensions=[ext("crldp", seq(
         seq(ctx(0, ctx(0, ctx(4, dn(C="DE", O="Qel Test", CN="CRL Signer"))))),
         seq(ctx(0, ctx(0, uri("http://second.example.org/x.crl"))))))])
+    out["ext_san_dirname"] = cert(extensions=[
+        ext("san", seq(dns("host.example.org"), ctx(4, dn(CN="Directory Entry")))),
+        ext("ian", seq(uri("https://ca.example.org"), tlv(0x81, b"ca@example.org"))),
+        ext("crldp", CRLDP)])
     out["ext_san_long"] = cert(extensions=[ext("san", seq(
         *[dns(f"host{i:02d}.a-rather-long-domain-name.example.org") for i in range(8)]))])
     return out
