@@ -67,7 +67,7 @@ struct FixedText {
       overflowed = true;
       return;
     }
-    std::memcpy(data + size, bytes, count);
+    if (count > 0) std::memcpy(data + size, bytes, count);
     size += count;
     data[size] = '\0';
   }

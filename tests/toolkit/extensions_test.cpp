@@ -59,6 +59,7 @@ TEST(Extensions, HandlerTexts) {
       {"empty list", tc_extract_SAN, kSAN, seq(""), 0, "//"},
       {"16-byte address gives its first four", tc_extract_SAN, kSAN, seq(tlv(0x87, "\xc0\xa8\x01\xfe" + Bytes(12, 7))), 0,
        "/IP=192.168.1.254/"},
+      {"empty names", tc_extract_SAN, kSAN, seq(tlv(0x81, "") + tlv(0x86, "")), 0, "/EA=/URI=/"},
       {"zero byte ends the content", tc_extract_SAN, kIAN, seq(tlv(0x82, Bytes("ab\0cd", 5))), 0, "/DN=ab/"},
       {"list stopped early is used so far", tc_extract_SAN, kSAN, seq(tlv(0x82, "a") + tlv(0x80, "x")), 0, "/DN=a/"},
       {"299 characters fit", tc_extract_SAN, kSAN, seq(name294), 0, "/DN=" + Bytes(294, 'x') + "/"},
