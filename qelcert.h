@@ -19,3 +19,4 @@
 #include "toolkit/timeconv.h"
 #include "toolkit/dname.h"
 #include "toolkit/compare.h"
+#include "toolkit/extensions.h"

@@ -7,6 +7,7 @@
 
 #include "tool/decode.h"
 #include "tool/fingerprint.h"
+#include "tool/report.h"
 #include "tool/run.h"
 
 int main(int argc, char** argv) {
@@ -51,6 +52,7 @@ int main(int argc, char** argv) {
   }
 
   std::fputs("-----BEGIN CERTIFICATE-----\n", stdout);
+  dump_cert(certificate);
   drop_Certificate(certificate);
   certificate = nullptr;
 

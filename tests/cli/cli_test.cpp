@@ -14,7 +14,12 @@
 #include <tuple>
 #include <vector>
 
+#include "run_tool.h"
+
 namespace {
+
+using qel_test::Outcome;
+using qel_test::run_tool;
 
 namespace fs = std::filesystem;
 
@@ -26,45 +31,6 @@ constexpr bool kAsan = __has_feature(address_sanitizer);
 constexpr bool kAsan = false;
 #endif
 
-// Standard output, standard error, exit status.
-using Outcome = std::tuple<std::string, std::string, int>;
-
-std::string drain(int fd) {
-  std::string s;
-  char buf[4096];
-  for (ssize_t n; (n = read(fd, buf, sizeof buf)) > 0;) s.append(buf, static_cast<size_t>(n));
-  close(fd);
-  return s;
-}
-
-// Runs `tool` as "qeldumpcert" with `args` and TZ=UTC, optionally with the
-// address space held to `address_space` bytes and as user nobody.
-Outcome run_tool(const std::string& tool, const std::vector<std::string>& args, rlim_t address_space,
-                 bool as_nobody) {
-  std::vector<char*> argv{const_cast<char*>("qeldumpcert")};
-  for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  int out[2], err[2];
-  if (pipe(out) != 0 || pipe(err) != 0) return {"", "pipe failed", -1};
-  if (fork() == 0) {
-    dup2(out[1], 1);
-    dup2(err[1], 2);
-    for (int fd : {out[0], out[1], err[0], err[1]}) close(fd);
-    setenv("TZ", "UTC", 1);
-    const rlimit limit{address_space, address_space};
-    if (address_space != 0) setrlimit(RLIMIT_AS, &limit);
-    if (as_nobody && (setgid(65534) != 0 || setuid(65534) != 0)) _exit(126);
-    execv(tool.c_str(), argv.data());
-    _exit(127);
-  }
-  close(out[1]);
-  close(err[1]);
-  std::string out_text = drain(out[0]), err_text = drain(err[0]);
-  int status = 0;
-  wait(&status);
-  return {out_text, err_text, WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status)};
-}
-
 const std::string kUsage =
     "Usage: qeldumpcert [-f [Certificate_File]] [-p].\n"
     "\t -p: \tindicate PEM Encoded Fingerprint.\n"
@@ -72,7 +38,18 @@ const std::string kUsage =
 const std::string kUnable = "Unable to parse certificate.\n";
 const std::string kBegin = "-----BEGIN CERTIFICATE-----\n", kEnd = "-----END CERTIFICATE-----\n";
 
-std::string report(const std::string& fingerprint) { return kBegin + "FINGERPRINT: " + fingerprint + "\n" + kEnd; }
+// The report of the sample, as its golden output has it between the BEGIN
+// and FINGERPRINT lines.
+std::string sample_report() {
+  std::ifstream in(QEL_TEST_DATA "/../cli/golden/sample.txt", std::ios::binary);
+  const std::string golden((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const size_t begin = golden.find(kBegin), end = golden.find("FINGERPRINT: ");
+  return begin == 0 && end != std::string::npos ? golden.substr(kBegin.size(), end - kBegin.size()) : "<no golden>";
+}
+const std::string kSampleReport = sample_report();
+std::string report(const std::string& fingerprint) {
+  return kBegin + kSampleReport + "FINGERPRINT: " + fingerprint + "\n" + kEnd;
+}
 std::string invalid(char c) { return std::string("qeldumpcert: invalid option -- '") + c + "'\n"; }
 std::string no_argument(char c) { return std::string("qeldumpcert: option requires an argument -- '") + c + "'\n"; }
 
@@ -140,7 +117,8 @@ TEST(Cli, CommandLines) {
       {"bytes behind the certificate, PEM text", {"-p", "-f", trailing}, {report(fp["trailing_pem"]), "", 0}},
       {"no memory for the file", {"-f", huge}, {kUnable, "", 1}, kSmallHeap},
       {"no memory for the PEM text", {"-p", "-f", large},
-       {kBegin + "ERROR: Error PEM encoding root CA\nFINGERPRINT: (null)\n" + kEnd, "", 0}, kSmallHeap},
+       {kBegin + kSampleReport + "ERROR: Error PEM encoding root CA\nFINGERPRINT: (null)\n" + kEnd, "", 0},
+       kSmallHeap},
   };
   for (const auto& c : cases) {
     if (kAsan && c.address_space != 0) continue;

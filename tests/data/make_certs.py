@@ -456,6 +456,22 @@ def fixtures():
     out["ext_long_values"] = cert(extensions=[
         ext(PRIVATE + ".10.1", b"a" * 125), ext(PRIVATE + ".10.2", b"b" * 126),
         ext(PRIVATE + ".10.3", b"c" * 253), ext(PRIVATE + ".10.4", b"d" * 65533)])
+
+    # Names of the forms that have a text, and distribution points by name.
+    ipv6 = bytes.fromhex("20010db8000000000000000000000001")
+    out["ext_san_text_forms"] = cert(key=P256, alg="ecdsa-sha256", extensions=[
+        ext("san", seq(tlv(0x81, b"ann@example.org"), dns("host.example.org"), uri("file:x"),
+                       tlv(0x87, bytes([10, 0, 0, 1])), tlv(0x87, ipv6))),
+        ext("ian", seq(dns("ca.example.org")))])
+    out["ext_crldp_dirname"] = cert(extensions=[ext("crldp", seq(
+        seq(ctx(0, ctx(0, ctx(4, dn(C="DE", O="Qel Test", CN="CRL Signer"))))),
+        seq(ctx(0, ctx(0, uri("http://second.example.org/x.crl"))))))])
+    out["ext_san_dirname"] = cert(extensions=[
+        ext("san", seq(dns("host.example.org"), ctx(4, dn(CN="Directory Entry")))),
+        ext("ian", seq(uri("https://ca.example.org"), tlv(0x81, b"ca@example.org"))),
+        ext("crldp", CRLDP)])
+    out["ext_san_long"] = cert(extensions=[ext("san", seq(
+        *[dns(f"host{i:02d}.a-rather-long-domain-name.example.org") for i in range(8)]))])
     return out
 
 
