@@ -47,15 +47,29 @@ inline std::string repeat(const std::string& text, int n) {
   return out;
 }
 
-// The hex text of a DER element: its tag, the length of `content` in the
-// shortest form, then `content`.
-inline std::string tlv(const std::string& tag, const std::string& content) {
-  const size_t n = B(content).size();
-  char length[16];
+// Hex texts joined by single spaces.
+template <class... T>
+std::string cat(const T&... parts) {
+  std::string out;
+  for (const std::string& p : {std::string(parts)...})
+    if (!p.empty()) out += (out.empty() ? "" : " ") + p;
+  return out;
+}
+
+// The number of octets a hex text stands for.
+inline size_t len(const std::string& text) { return B(text).size(); }
+
+// The hex text of a DER element: its tag, the length of its content in the
+// shortest form, then the content.
+template <class... T>
+std::string tlv(const std::string& tag, const T&... content) {
+  const std::string body = cat(content...);
+  const size_t n = len(body);
+  char length[32];
   if (n < 0x80) std::snprintf(length, sizeof length, "%02zx", n);
   else if (n < 0x100) std::snprintf(length, sizeof length, "81 %02zx", n);
   else std::snprintf(length, sizeof length, "82 %02zx %02zx", n >> 8, n & 0xFF);
-  return tag + " " + length + (content.empty() ? "" : " " + content);
+  return cat(tag, length, body);
 }
 
 // A file's octets; relative paths are taken from the test data folder.
