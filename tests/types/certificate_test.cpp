@@ -34,7 +34,8 @@ std::string fixture(const std::string& name) { return hex(read_file("certs/" + n
 TEST(CertificateRoundTrip, EveryFixture) {
   const auto files = der_files(fs::path(QEL_TEST_DATA) / "certs");
   ASSERT_GE(files.size(), 40u);
-  for (const auto& file : files) EXPECT_EQ(round_trip(&Certificate_desc, read_file(file)), "") << file;
+  for (const auto& file : files)
+    EXPECT_EQ(round_trip(&Certificate_desc, read_file(file)), "") << file;
 }
 
 // The zlint certificates all decode. A few hold SETs that are unsorted or
@@ -60,7 +61,8 @@ TEST(CertificateRoundTrip, TrustStore) {
   if (FILE* p = popen("openssl version -d 2>/dev/null", "r")) {
     char line[512] = {};
     const std::string s = std::fgets(line, sizeof line, p) ? line : "";
-    if (s.find('"') != s.rfind('"')) dir = s.substr(s.find('"') + 1, s.rfind('"') - s.find('"') - 1);
+    const size_t a = s.find('"'), b = s.rfind('"');
+    if (a < b) dir = s.substr(a + 1, b - a - 1);
     pclose(p);
   }
   const std::string begin = "-----BEGIN CERTIFICATE-----", end = "-----END CERTIFICATE-----";
@@ -234,7 +236,8 @@ TEST(CertificateFaults, DecodeTable) {
   });
 }
 
-// Fixtures and whole faulty certificates of tests/data, made by make_certs.py.
+// Fixtures and whole faulty certificates of tests/data, made by make_certs.py;
+// the faults themselves are placed by the decode table above.
 TEST(CertificateFiles, TreesHoldWhatTheWireHolds) {
   const auto cert = [](auto f) { return on<Certificate>(f); };
   const auto kC = &Certificate_desc;
@@ -244,15 +247,11 @@ TEST(CertificateFiles, TreesHoldWhatTheWireHolds) {
          EXPECT_EQ(c.tbsCertificate.extensions, nullptr);
          EXPECT_EQ(hex(c.signatureAlgorithm.parameters->bytes, 2), "05 00");
        })},
-      {"ec_p384", kC, fixture("ec_p384"), 0x30, 1, 0, kAtEnd, "",
-       cert([](Certificate& c) { EXPECT_EQ(c.signatureAlgorithm.parameters, nullptr); })},
       {"v2_issuer_uid_only", kC, fixture("v2_issuer_uid_only"), 0x30, 1, 0, kAtEnd, "",
        cert([](Certificate& c) {
          EXPECT_NE(c.tbsCertificate.issuerUniqueID, nullptr);
          EXPECT_EQ(c.tbsCertificate.subjectUniqueID, nullptr);
        })},
-      {"serial_negative", kC, fixture("serial_negative"), 0x30, 1, 0, kAtEnd, "",
-       cert([](Certificate& c) { EXPECT_EQ(get_int_val(&c.tbsCertificate.serialNumber), -129); })},
       {"ext_critical_true_false_absent", kC, fixture("ext_critical_true_false_absent"), 0x30, 1, 0,
        kAtEnd, "", cert([](Certificate& c) {
          Extension* const* items = c.tbsCertificate.extensions->items;
@@ -260,24 +259,14 @@ TEST(CertificateFiles, TreesHoldWhatTheWireHolds) {
          EXPECT_EQ(items[1]->critical->value, 0);
          EXPECT_EQ(items[2]->critical, nullptr);
        })},
-      // An RDN that came unsorted is written sorted, O's shorter element first.
-      {"rdn_unsorted", kC, hex(read_file("bad/rdn_unsorted.der")), 0x30, 1, 0, kAtEnd, "",
-       cert([](Certificate& c) {
-         int32_t err = 0;
-         const Bytes out = encode(&Certificate_desc, &c, 0x30, &err);
-         const Tree again = unpack(out);
-         ASSERT_NE(again, nullptr);
-         const auto* rdns = static_cast<RDNSequence*>(again->tbsCertificate.subject.value);
-         EXPECT_EQ(rdns->items[0]->items[0]->attributeType.bytes[2], 0x0A);
-       })},
   });
   for (const char* file : {"ext_33", "critical_length_2", "validity_other_tag",
                            "version_wrapper_boolean", "name_33_rdns", "rdn_33_values"}) {
     const Bytes in = read_file(std::string("bad/") + file + ".der");
-    const uint8_t* pos = in.data();
-    int32_t err = 0;
-    EXPECT_EQ(_unpack_Certificate(&pos, in.data() + in.size(), 0x30, &err), nullptr) << file;
-    EXPECT_EQ(err, ASN_LEFTOVER) << file;
+    const Decoded d = decode(&Certificate_desc, in, 0x30);
+    EXPECT_EQ(d.result, 0) << file;
+    EXPECT_EQ(d.err, ASN_LEFTOVER) << file;
+    engine::drop(&Certificate_desc, d.record);
   }
 }
 
