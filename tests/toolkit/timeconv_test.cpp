@@ -28,9 +28,9 @@ uint32_t gen(const std::string& t) { return decode(qel::tc_decode_GeneralizedTim
 // Valid dates 1970-2105, a few days of each month, with and without seconds,
 // with a fraction, and in Z or a zone offset that varies with the date.
 TEST(TimeDecode, SweepAgainstTimegm) {
-  const std::pair<const char*, int> zones[] = {{"+0000", 0},     {"-0000", 0},     {"+0100", 3600},
-                                               {"-0500", -18000}, {"+0530", 19800}, {"-0930", -34200},
-                                               {"+1400", 50400},  {"-1200", -43200}};
+  const std::pair<const char*, int> zones[] = {
+      {"+0000", 0},     {"-0000", 0},       {"+0100", 3600},  {"-0500", -18000},
+      {"+0530", 19800}, {"-0930", -34200},  {"+1400", 50400}, {"-1200", -43200}};
   int days = 0;
   for (int year = 1970; year <= 2105; ++year)
     for (int month = 1; month <= 12; ++month)
