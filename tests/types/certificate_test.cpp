@@ -182,7 +182,10 @@ TEST(CertificateFaults, DecodeTable) {
       {"extensions wrapper of length 0", kTbs, tlv("30", kV3, "a3 00"), 0x30, 1, 0, kAtEnd,
        tlv("30", kV3), tbs([](TBSCertificate& t) { EXPECT_EQ(t.extensions, nullptr); })},
       {"empty extensions list", kTbs, tlv("30", kV3, "a3 02 30 00"), 0x30, 1, 0, kAtEnd, "=",
-       tbs([](TBSCertificate& t) { EXPECT_EQ(t.extensions->count, 0); })},
+       tbs([](TBSCertificate& t) {
+         ASSERT_NE(t.extensions, nullptr);
+         EXPECT_EQ(t.extensions->count, 0);
+       })},
       {"33rd extension", kTbs, tbs33, 0x30, 1, ASN_LEFTOVER, len(tbs33) - len(exts(1, 32)), "",
        tbs([](TBSCertificate& t) { EXPECT_EQ(t.extensions->count, 32); })},
       // The list is read against the sequence's end, not the wrapper's.
@@ -191,6 +194,8 @@ TEST(CertificateFaults, DecodeTable) {
        tbs([](TBSCertificate& t) { EXPECT_EQ(t.extensions->count, 1); })},
       {"unique identifiers", kTbs, tlv("30", kCore, "81 02 00 aa 82 02 04 f0"), 0x30, 1, 0, kAtEnd,
        "=", tbs([](TBSCertificate& t) {
+         ASSERT_NE(t.issuerUniqueID, nullptr);
+         ASSERT_NE(t.subjectUniqueID, nullptr);
          EXPECT_EQ(t.issuerUniqueID->bytes[0], 0xAA);
          EXPECT_EQ(t.subjectUniqueID->unused_bits, 4);
        })},
@@ -245,7 +250,9 @@ TEST(CertificateFiles, TreesHoldWhatTheWireHolds) {
       {"v1_rsa", kC, fixture("v1_rsa"), 0x30, 1, 0, kAtEnd, "", cert([](Certificate& c) {
          EXPECT_EQ(c.tbsCertificate.version, nullptr);
          EXPECT_EQ(c.tbsCertificate.extensions, nullptr);
-         EXPECT_EQ(hex(c.signatureAlgorithm.parameters->bytes, 2), "05 00");
+         const auto* p = c.signatureAlgorithm.parameters;
+         ASSERT_NE(p, nullptr);
+         EXPECT_EQ(hex(p->bytes, p->length), "05 00");
        })},
       {"v2_issuer_uid_only", kC, fixture("v2_issuer_uid_only"), 0x30, 1, 0, kAtEnd, "",
        cert([](Certificate& c) {
