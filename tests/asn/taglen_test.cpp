@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "asn/asn.h"
-#include "tests/asn/helpers.h"
+#include "tests/helpers.h"
 
 namespace qel::tst {
 namespace {

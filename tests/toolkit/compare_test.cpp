@@ -1,13 +1,12 @@
 // Name comparison at both strengths and the self-signed test.
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "qelcert.h"
+#include "tests/helpers.h"
 
 using namespace qel;
 
@@ -135,12 +134,10 @@ TEST(SelfSigned, ExactIssuerAgainstSubject) {
   for (const auto& [file, exact, by_text] : {std::tuple{"plain", 1, 1}, {"empty", 1, 1},
                                              {"case", 0, 1}, {"multivalued", 0, 0}}) {
     SCOPED_TRACE(file);
-    std::ifstream in(std::string(QEL_TEST_DATA) + "/names/" + file + ".der", std::ios::binary);
-    const std::vector<uint8_t> der{std::istreambuf_iterator<char>(in), {}};
-    const uint8_t* pos = der.data();
-    int32_t err = 0;
-    Certificate* cert = _unpack_Certificate(&pos, der.data() + der.size(), 0x30, &err);
-    ASSERT_NE(cert, nullptr);
+    const std::string path = std::string("names/") + file + ".der";
+    const auto d = tst::decode(&Certificate_desc, tst::read_file(path), 0x30);
+    auto* cert = static_cast<Certificate*>(d.record);
+    ASSERT_EQ(d.result, 1);
     EXPECT_EQ(tc_isSelfSigned(cert), exact);
     const TBSCertificate& tbs = cert->tbsCertificate;
     EXPECT_EQ(tc_compare_dname(&tbs.issuer, &tbs.subject), by_text);

@@ -25,11 +25,12 @@ uint32_t decode(uint32_t (*decoder)(const qel::vbl_blk*), const std::string& tex
 uint32_t utc(const std::string& t) { return decode(qel::tc_decode_UTCTime, t); }
 uint32_t gen(const std::string& t) { return decode(qel::tc_decode_GeneralizedTime, t); }
 
-// Valid dates 1970-2105, a few days of each month, in every accepted form.
+// Valid dates 1970-2105, a few days of each month, with and without seconds,
+// with a fraction, and in Z or a zone offset that varies with the date.
 TEST(TimeDecode, SweepAgainstTimegm) {
-  const struct { const char* text; int offset; } zones[] = {
-      {"+0000", 0}, {"-0000", 0}, {"+0100", 3600}, {"-0500", -18000}, {"+0530", 19800},
-      {"-0930", -34200}, {"+1400", 50400}, {"-1200", -43200}};
+  const std::pair<const char*, int> zones[] = {
+      {"+0000", 0},     {"-0000", 0},       {"+0100", 3600},  {"-0500", -18000},
+      {"+0530", 19800}, {"-0930", -34200},  {"+1400", 50400}, {"-1200", -43200}};
   int days = 0;
   for (int year = 1970; year <= 2105; ++year)
     for (int month = 1; month <= 12; ++month)
@@ -37,19 +38,16 @@ TEST(TimeDecode, SweepAgainstTimegm) {
         struct tm tm {};
         tm.tm_year = year - 1900, tm.tm_mon = month - 1, tm.tm_mday = day;
         tm.tm_hour = (year + day) % 24, tm.tm_min = (year + month * 11) % 60, tm.tm_sec = day + 28;
-        const int64_t t = timegm(&tm);
+        const int64_t t = timegm(&tm) - tm.tm_sec;
         if (tm.tm_mday != day) continue;  // no such day
         ++days;
         char head[16];
         std::snprintf(head, sizeof head, "%04d%02d%02d%02d%02d", year, month, day, tm.tm_hour,
                       tm.tm_min);
         const std::string ss = std::to_string(tm.tm_sec);
-        const auto& zone = zones[(year + month + day) % 8];
-        const std::pair<std::string, int> tails[] = {
-            {"", 0}, {ss, tm.tm_sec}, {ss + ".1", tm.tm_sec}};
-        for (const auto& [tail, sec] : tails)
-          for (const auto& [z, offset] : {std::pair{"Z", 0}, {zone.text, zone.offset}}) {
-            const uint32_t want = static_cast<uint32_t>(t - tm.tm_sec + sec - offset);
+        for (const auto& [z, offset] : {std::pair{"Z", 0}, zones[(year + month + day) % 8]})
+          for (const std::string& tail : {std::string(), ss, ss + ".1"}) {
+            const auto want = static_cast<uint32_t>(t + (tail.empty() ? 0 : tm.tm_sec) - offset);
             const std::string g = head + tail + z;
             EXPECT_EQ(gen(g), want) << g;
             if (year < 2070 && tail.size() < 3) {
@@ -64,12 +62,7 @@ TEST(TimeDecode, EdgeCasesAndFailures) {
   using Decoder = uint32_t (*)(const std::string&);
   const struct { const char* what; Decoder decoder; std::string text; uint32_t want; } cases[] = {
       {"epoch", utc, "700101000000Z", 0},
-      {"last second of 1999", utc, "991231235959Z", 946684799},
-      {"leap day 2000", utc, "000229000000Z", 951782400},
-      {"day after", utc, "000301000000Z", 951868800},
-      {"no seconds", utc, "0001010000Z", 946684800},
       {"69 is 2069", utc, "6901010000Z", 3124224000u},
-      {"70 is 1970", utc, "7001010000Z", 0},
       {"only the minus is a sign", utc, "0001011200 0100", 946684800 + 11 * 3600},
       {"west of epoch wraps", utc, "7001010000+0100", 0u - 3600u},
       {"10 bytes", utc, "0001010000", 0},
@@ -77,7 +70,6 @@ TEST(TimeDecode, EdgeCasesAndFailures) {
       {"seconds cut off", utc, "00010100000", 0},
       {"zone of 4 bytes", utc, "0001010000+010", 0},
       {"zone neither Z nor offset", utc, "0001010000X", 0},
-      {"2050", gen, "20500101000000Z", 2524608000u},
       {"no zone", gen, "20000101000000", 0},
       {"12 bytes, zone empty", gen, "200001010000", 0},
       {"13 bytes, digit at 12", gen, "2000010100001", 0},
@@ -130,20 +122,16 @@ struct FailingAllocators {
   ~FailingAllocators() { qel::timeconv_malloc = std::malloc, qel::timeconv_calloc = std::calloc; }
 };
 
-TEST(TimeEncode, Texts) {
+TEST(TimeEncode, TextsAndFailures) {
   const struct { time_t seconds; const char* text; } cases[] = {
       {0, "700101000000Z"}, {951782400, "000229000000Z"}, {-1, "691231235959Z"},
       {4294967295, "060207062815Z"}};
   for (const auto& c : cases) {
     qel::vbl_blk out{};
     ASSERT_EQ(qel::tc_encode_utctime(&out, c.seconds), qel::TC_SUCCESS);
-    EXPECT_EQ(out.length, 13);
-    EXPECT_STREQ(reinterpret_cast<char*>(out.bytes), c.text);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(out.bytes), out.length), c.text);
     std::free(out.bytes);
   }
-}
-
-TEST(TimeEncode, Failures) {
   EXPECT_EQ(qel::tc_encode_utctime(nullptr, 0), qel::TC_INVALID_ARGUMENTS);
   // A time gmtime can't convert leaves the block alone. The earlier bytes are
   // never freed: here they are a stack array, which ASan would report.
@@ -151,7 +139,6 @@ TEST(TimeEncode, Failures) {
   qel::vbl_blk out{4, earlier};
   EXPECT_EQ(qel::tc_encode_utctime(&out, std::numeric_limits<time_t>::max()),
             qel::TC_INVALID_ARGUMENTS);
-  EXPECT_EQ(out.length, 4);
   EXPECT_EQ(out.bytes, earlier);
   FailingAllocators failing;
   EXPECT_EQ(qel::tc_encode_utctime(&out, 0), qel::TC_MEMORY);

@@ -1,0 +1,174 @@
+// Helpers shared by the tests: octets from hex text, DER elements as hex
+// text, fixture files, and decoding and encoding through a type's
+// descriptor, one case at a time or as a table.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "asn/engine.h"
+
+namespace qel::tst {
+
+using Bytes = std::vector<uint8_t>;
+
+// Octets from text such as "30 0c 06"; spaces are skipped.
+inline Bytes B(const std::string& text) {
+  Bytes out;
+  for (size_t i = 0; i + 1 < text.size(); ++i) {
+    if (text[i] == ' ') continue;
+    out.push_back(static_cast<uint8_t>(std::stoul(text.substr(i, 2), nullptr, 16)));
+    ++i;
+  }
+  return out;
+}
+
+inline std::string hex(const uint8_t* data, size_t size) {
+  std::string out;
+  char two[4];
+  for (size_t i = 0; i < size; ++i) {
+    std::snprintf(two, sizeof two, i == 0 ? "%02x" : " %02x", data[i]);
+    out += two;
+  }
+  return out;
+}
+inline std::string hex(const Bytes& b) { return hex(b.data(), b.size()); }
+
+inline std::string repeat(const std::string& text, int n) {
+  std::string out;
+  for (int i = 0; i < n; ++i) out += text;
+  return out;
+}
+
+// Hex texts joined by single spaces.
+template <class... T>
+std::string cat(const T&... parts) {
+  std::string out;
+  for (const std::string& p : {std::string(parts)...})
+    if (!p.empty()) out += (out.empty() ? "" : " ") + p;
+  return out;
+}
+
+// The number of octets a hex text stands for.
+inline size_t len(const std::string& text) { return B(text).size(); }
+
+// The hex text of a DER element: its tag, the length of its content in the
+// shortest form, then the content.
+template <class... T>
+std::string tlv(const std::string& tag, const T&... content) {
+  const std::string body = cat(content...);
+  const size_t n = len(body);
+  char length[32];
+  if (n < 0x80) std::snprintf(length, sizeof length, "%02zx", n);
+  else if (n < 0x100) std::snprintf(length, sizeof length, "81 %02zx", n);
+  else std::snprintf(length, sizeof length, "82 %02zx %02zx", n >> 8, n & 0xFF);
+  return cat(tag, length, body);
+}
+
+// A file's octets; relative paths are taken from the test data folder.
+inline Bytes read_file(const std::string& path) {
+  std::ifstream in(path[0] == '/' ? path : std::string(QEL_TEST_DATA) + "/" + path,
+                   std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+// A copy in a heap block of exactly its size (one octet when empty, so that an
+// empty input has an address too): ASan reports any read past the end.
+inline Bytes input(const Bytes& b) {
+  Bytes out;
+  out.reserve(b.empty() ? 1 : b.size());
+  out.assign(b.begin(), b.end());
+  return out;
+}
+
+struct Decoded {
+  void* record;
+  int32_t result, err;
+  size_t consumed;
+};
+
+// Decodes into a fresh record of type `d`; the caller drops it.
+inline Decoded decode(const TypeDesc* d, const Bytes& in, int32_t tag) {
+  Bytes buf = input(in);
+  const uint8_t* pos = buf.data();
+  Decoded out{engine::make(d), 0, 0, 0};
+  out.result = engine::uip(d, out.record, &pos, buf.data() + buf.size(), tag, &out.err);
+  out.consumed = static_cast<size_t>(pos - buf.data());
+  return out;
+}
+
+// Encodes into exactly sizeof(value, 1) octets and returns what was written.
+inline Bytes encode(const TypeDesc* d, void* value, int32_t tag, int32_t* err) {
+  Bytes out(static_cast<size_t>(engine::size(d, value, 1)));
+  uint8_t* pos = out.data();
+  engine::pack(d, &pos, value, tag, err);
+  out.resize(static_cast<size_t>(pos - out.data()));
+  return out;
+}
+
+// Decodes `der` as one `d` and encodes the record again; empty when the
+// octets come back exactly with no code stored, else what went wrong.
+// `pack_code` receives the encoder's code.
+inline std::string round_trip(const TypeDesc* d, const Bytes& der, int32_t* pack_code = nullptr) {
+  Decoded r = decode(d, der, 0x30);
+  std::string why;
+  int32_t code = 0;
+  if (r.result != 1) why = "does not decode";
+  else if (r.err != 0) why = "decode stored " + std::to_string(r.err);
+  else if (r.consumed != der.size()) why = "decode stopped early";
+  else if (engine::size(d, r.record, 1) != static_cast<int32_t>(der.size())) why = "size differs";
+  else if (encode(d, r.record, 0x30, &code) != der) why = "encoding differs";
+  if (code != 0) why = "encode stored " + std::to_string(code);
+  if (pack_code != nullptr) *pack_code = code;
+  engine::drop(d, r.record);
+  return why;
+}
+
+inline constexpr size_t kAtEnd = static_cast<size_t>(-1);
+
+// A check of the record a decode left, typed for its record struct.
+template <class T, class F>
+std::function<void(void*)> on(F f) {
+  return [f](void* v) { f(*static_cast<T*>(v)); };
+}
+
+// One decode: its result, the code left in the word, the octets consumed
+// (kAtEnd for all of them), unless `out` is empty what the record encodes
+// to ("=" for the octets consumed), and a check of the record.
+struct DecodeCase {
+  const char* name;
+  const TypeDesc* type;
+  std::string in;
+  int32_t tag, result, code;
+  size_t consumed;
+  std::string out = "";
+  std::function<void(void*)> check = {};
+};
+
+inline void run_decode_cases(const std::vector<DecodeCase>& cases) {
+  for (const DecodeCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    const Bytes in = B(c.in);
+    Decoded d = decode(c.type, in, c.tag);
+    EXPECT_EQ(d.result, c.result);
+    EXPECT_EQ(d.err, c.code);
+    EXPECT_EQ(d.consumed, c.consumed == kAtEnd ? in.size() : c.consumed);
+    if (!c.out.empty()) {
+      int32_t err = 0;
+      const std::string want = c.out == "=" ? hex(in.data(), d.consumed) : hex(B(c.out));
+      EXPECT_EQ(hex(encode(c.type, d.record, c.tag, &err)), want);
+      EXPECT_EQ(err, 0);
+    }
+    if (c.check) c.check(d.record);
+    engine::drop(c.type, d.record);  // LSan: a failed record releases cleanly
+  }
+}
+
+}  // namespace qel::tst
