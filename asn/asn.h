@@ -172,8 +172,8 @@ void norm_INTEGER(vbl_blk* value);
 int32_t get_int_val(const vbl_blk* value);
 int32_t put_int_val(vbl_blk* value, int32_t number);
 
-// BOOLEAN, ASN_NULL and BIT_STRING have record operations of their own.
-#define QEL_DECLARE_PRIMITIVE(X)                                                         \
+// The seven operations of type X over its record type X.
+#define QEL_DECLARE_OPERATIONS(X)                                                        \
   X* new_##X();                                                                          \
   void dip_##X(X* value);                                                                \
   void drop_##X(X* value);                                                               \
@@ -183,9 +183,10 @@ int32_t put_int_val(vbl_blk* value, int32_t number);
                   int32_t* err);                                                         \
   X* _unpack_##X(const uint8_t** cursor, const uint8_t* limit, int32_t tag, int32_t* err);
 
-QEL_DECLARE_PRIMITIVE(BOOLEAN)
-QEL_DECLARE_PRIMITIVE(ASN_NULL)
-QEL_DECLARE_PRIMITIVE(BIT_STRING)
+// BOOLEAN, ASN_NULL and BIT_STRING have record operations of their own.
+QEL_DECLARE_OPERATIONS(BOOLEAN)
+QEL_DECLARE_OPERATIONS(ASN_NULL)
+QEL_DECLARE_OPERATIONS(BIT_STRING)
 
 int32_t put_bit_string(BIT_STRING* value, const uint8_t* data, uint32_t size, int32_t unused);
 

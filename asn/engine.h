@@ -213,16 +213,9 @@ extern const TypeDesc* const type_registry[];
 size_t type_registry_size();
 
 // Declares the seven operations of a catalogue type and its descriptor.
-#define QEL_DECLARE_TYPE(X)                                                                      \
-  extern const TypeDesc X##_desc;                                                                \
-  X* new_##X();                                                                                  \
-  void dip_##X(X* value);                                                                        \
-  void drop_##X(X* value);                                                                       \
-  int32_t sizeof_##X(X* value, int32_t with_header);                                             \
-  void _pack_##X(uint8_t** cursor, X* value, int32_t tag, int32_t* err);                         \
-  int32_t uip_##X(X* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,           \
-                  int32_t* err);                                                                 \
-  X* _unpack_##X(const uint8_t** cursor, const uint8_t* limit, int32_t tag, int32_t* err);
+#define QEL_DECLARE_TYPE(X) \
+  extern const TypeDesc X##_desc; \
+  QEL_DECLARE_OPERATIONS(X)
 
 // Defines the seven operations of a catalogue type from its descriptor.
 #define QEL_STAMP_TYPE(X)                                                                        \
