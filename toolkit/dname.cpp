@@ -11,7 +11,6 @@ namespace qel {
 
 namespace {
 
-
 constexpr int32_t kListCapacity = 32;
 constexpr uint8_t kPrintableString = 0x13;
 
