@@ -224,9 +224,9 @@ def main():
             else:
                 try:
                     cert = x509.load_der_x509_certificate(der)
-                except ValueError:
-                    continue
-                fields = [("issuer", cert.issuer), ("subject", cert.subject)]
+                    fields = [("issuer", cert.issuer), ("subject", cert.subject)]
+                except (ValueError, KeyError, x509.InvalidVersion):
+                    continue  # what the reading library can't hold: a v2 certificate, a value of an unknown type
             for field, nm in fields:
                 slash, ldap = texts(nm)
                 lines.append("\t".join([rel, field, escape(slash), escape(ldap),
