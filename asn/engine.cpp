@@ -540,6 +540,17 @@ int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uin
   return t_uip(alt->type, c.value, cursor, limit, octet, err);
 }
 
+// The first step of _unpack_X: false when no record is to be made (null
+// arguments, reported as uip_X would; the position at `limit`; another tag).
+bool element_here(const uint8_t** cursor, const uint8_t* limit, int32_t tag, bool any_tag,
+                  int32_t* err) {
+  if (err == nullptr) return false;
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), false;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), false;
+  if (*cursor >= limit) return false;
+  return any_tag || **cursor == static_cast<uint8_t>(tag);
+}
+
 // Constructed records up to this size are kept on their type's free list, as
 // the records of the primitives are: a decode makes many of them. Larger
 // ones (the big lists) go back to the heap.
@@ -608,7 +619,7 @@ int32_t uip(const TypeDesc* d, void* value, const uint8_t** cursor, const uint8_
 
 void* unpack(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
              int32_t* err) {
-  if (!unpack_precheck(cursor, limit, tag, (d->flags & TYPE_ANY_TAG) != 0, err)) return nullptr;
+  if (!element_here(cursor, limit, tag, (d->flags & TYPE_ANY_TAG) != 0, err)) return nullptr;
   void* record = t_make(d);
   if (t_uip(d, record, cursor, limit, tag, err)) return record;
   t_drop(d, record);

@@ -61,9 +61,5 @@ int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8
                       const uint8_t* limit, int32_t* err);
 void encode_octets(int32_t tag, int16_t extra, int32_t extra_octet, uint8_t** cursor,
                    int32_t length, const uint8_t* bytes, int32_t* err);
-// The common first step of _unpack_X: false when no element is to be made
-// (null arguments reported as uip_X would, position at limit, other tag).
-bool unpack_precheck(const uint8_t** cursor, const uint8_t* limit, int32_t tag, bool any_tag,
-                     int32_t* err);
 
 }  // namespace qel

@@ -50,11 +50,7 @@ int32_t uip_INTEGER(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit
 
 vbl_blk* _unpack_INTEGER(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                          int32_t* err) {
-  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
-  vbl_blk* value = new_vbl_blk();
-  if (uip_INTEGER(value, cursor, limit, tag, err)) return value;
-  drop_vbl_blk(value);
-  return nullptr;
+  return static_cast<vbl_blk*>(engine::unpack(&INTEGER_desc, cursor, limit, tag, err));
 }
 
 int32_t get_int_val(const vbl_blk* value) {
@@ -129,11 +125,7 @@ int32_t uip_BOOLEAN(BOOLEAN* value, const uint8_t** cursor, const uint8_t* limit
 
 BOOLEAN* _unpack_BOOLEAN(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                          int32_t* err) {
-  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
-  BOOLEAN* value = new_BOOLEAN();
-  if (uip_BOOLEAN(value, cursor, limit, tag, err)) return value;
-  drop_BOOLEAN(value);
-  return nullptr;
+  return static_cast<BOOLEAN*>(engine::unpack(&BOOLEAN_desc, cursor, limit, tag, err));
 }
 
 ASN_NULL* new_ASN_NULL() { return Pool<ASN_NULL>::take(); }
@@ -164,11 +156,7 @@ int32_t uip_ASN_NULL(ASN_NULL* value, const uint8_t** cursor, const uint8_t* lim
 
 ASN_NULL* _unpack_ASN_NULL(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                            int32_t* err) {
-  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
-  ASN_NULL* value = new_ASN_NULL();
-  if (uip_ASN_NULL(value, cursor, limit, tag, err)) return value;
-  drop_ASN_NULL(value);
-  return nullptr;
+  return static_cast<ASN_NULL*>(engine::unpack(&ASN_NULL_desc, cursor, limit, tag, err));
 }
 
 // ---------------------------------------------------------------------------
@@ -221,11 +209,7 @@ int32_t uip_BIT_STRING(BIT_STRING* value, const uint8_t** cursor, const uint8_t*
 
 BIT_STRING* _unpack_BIT_STRING(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                                int32_t* err) {
-  if (!unpack_precheck(cursor, limit, tag, false, err)) return nullptr;
-  BIT_STRING* value = new_BIT_STRING();
-  if (uip_BIT_STRING(value, cursor, limit, tag, err)) return value;
-  drop_BIT_STRING(value);
-  return nullptr;
+  return static_cast<BIT_STRING*>(engine::unpack(&BIT_STRING_desc, cursor, limit, tag, err));
 }
 
 int32_t put_bit_string(BIT_STRING* value, const uint8_t* data, uint32_t size, int32_t unused) {

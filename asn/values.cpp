@@ -139,22 +139,7 @@ int32_t check_chars(const vbl_blk* value, bool (*allowed)(uint8_t), int32_t code
   return 1;
 }
 
-// Leading part of every _unpack_X: nothing is made unless the element is here.
-bool element_here(const uint8_t** cursor, const uint8_t* limit, int32_t tag, bool any_tag,
-                  int32_t* err) {
-  if (err == nullptr) return false;
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), false;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), false;
-  if (*cursor >= limit) return false;
-  return any_tag || **cursor == static_cast<uint8_t>(tag);
-}
-
 }  // namespace
-
-bool unpack_precheck(const uint8_t** cursor, const uint8_t* limit, int32_t tag, bool any_tag,
-                     int32_t* err) {
-  return element_here(cursor, limit, tag, any_tag, err);
-}
 
 // The value family: one decoder, one encoder, an optional character check.
 #define QEL_VALUE_TYPE(X, label, number, check)                                              \
@@ -168,11 +153,7 @@ bool unpack_precheck(const uint8_t** cursor, const uint8_t* limit, int32_t tag, 
   }                                                                                          \
   vbl_blk* _unpack_##X(const uint8_t** cursor, const uint8_t* limit, int32_t tag,            \
                        int32_t* err) {                                                       \
-    if (!element_here(cursor, limit, tag, false, err)) return nullptr;                       \
-    vbl_blk* value = new_vbl_blk();                                                          \
-    if (uip_##X(value, cursor, limit, tag, err)) return value;                               \
-    drop_vbl_blk(value);                                                                     \
-    return nullptr;                                                                          \
+    return static_cast<vbl_blk*>(engine::unpack(&X##_desc, cursor, limit, tag, err));        \
   }
 
 QEL_VALUE_TYPE(GeneralizedTime, "GeneralizedTime", 24, 1)
@@ -224,11 +205,7 @@ int32_t uip_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const ui
 
 vbl_blk* _unpack_UNDECODED_ASN_BLOCK(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                                      int32_t* err) {
-  if (!element_here(cursor, limit, tag, true, err)) return nullptr;
-  vbl_blk* value = new_vbl_blk();
-  if (uip_UNDECODED_ASN_BLOCK(value, cursor, limit, tag, err)) return value;
-  drop_vbl_blk(value);
-  return nullptr;
+  return static_cast<vbl_blk*>(engine::unpack(&UNDECODED_ASN_BLOCK_desc, cursor, limit, tag, err));
 }
 
 }  // namespace qel
