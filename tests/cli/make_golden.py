@@ -12,6 +12,7 @@ Usage: python3 make_golden.py   (from any directory; needs `cryptography`)
 import hashlib
 import ipaddress
 import os
+import sys
 import time
 import warnings
 
@@ -22,6 +23,8 @@ from cryptography.x509.oid import ExtensionOID, NameOID
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DATA = os.path.join(HERE, "..", "data")
+sys.path.insert(0, DATA)
+from make_certs import oid_content  # noqa: E402  (the fixtures' own OID writer)
 GOLDEN = os.path.join(HERE, "golden")
 
 # name -> certificate file, relative to tests/data
@@ -61,19 +64,6 @@ ALGORITHMS = [  # tried in this order: (OID, name)
 ]
 
 SAN_BUFFER = 300  # closing zero included
-
-
-def oid_content(dotted):
-    arcs = [int(a) for a in dotted.split(".")]
-    out = bytearray()
-    for arc in [arcs[0] * 40 + arcs[1]] + arcs[2:]:
-        chunk = [arc & 0x7F]
-        arc >>= 7
-        while arc:
-            chunk.append(0x80 | (arc & 0x7F))
-            arc >>= 7
-        out += bytes(reversed(chunk))
-    return bytes(out)
 
 
 def elements(der):

@@ -59,7 +59,8 @@ def unsigned_integer(raw):
     return tlv(0x02, raw)
 
 
-def oid(dotted):
+def oid_content(dotted):
+    """Content octets of the OBJECT IDENTIFIER written `dotted`."""
     arcs = [int(a) for a in dotted.split(".")]
     out = bytearray()
     for arc in [arcs[0] * 40 + arcs[1]] + arcs[2:]:
@@ -69,7 +70,11 @@ def oid(dotted):
             chunk.append(0x80 | (arc & 0x7F))
             arc >>= 7
         out += bytes(reversed(chunk))
-    return tlv(0x06, bytes(out))
+    return bytes(out)
+
+
+def oid(dotted):
+    return tlv(0x06, oid_content(dotted))
 
 
 def boolean(value):
