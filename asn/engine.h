@@ -129,6 +129,13 @@ struct TypeDesc {
     T* items[N];                 \
   }
 
+// Elements a list record holds: its count, clamped to 0..capacity.
+template <class List>
+constexpr int32_t held(const List& list) {
+  constexpr auto capacity = static_cast<int32_t>(std::extent_v<decltype(List::items)>);
+  return list.count <= 0 ? 0 : list.count > capacity ? capacity : list.count;
+}
+
 namespace engine {
 
 extern const TypeOps sequence_ops;

@@ -12,10 +12,6 @@ namespace {
 
 constexpr int32_t kCannotTell = 2;
 
-int32_t clamp_count(int32_t count) {
-  if (count <= 0) return 0;
-  return count > 32 ? 32 : count;
-}
 
 // Same length and bytes. A block that claims bytes but holds none matches
 // nothing.
@@ -61,7 +57,7 @@ int32_t tc_compare_Name(const Name* a, const Name* b) {
   const auto* x = static_cast<const RDNSequence*>(a->value);
   const auto* y = static_cast<const RDNSequence*>(b->value);
   if (x->count != y->count) return 1;
-  for (int32_t i = 0; i < clamp_count(x->count); ++i) {
+  for (int32_t i = 0; i < held(*x); ++i) {
     const RelativeDistinguishedName* p = x->items[i];
     const RelativeDistinguishedName* q = y->items[i];
     if ((p == nullptr || q == nullptr) ? p != q : tc_compare_RDN(p, q) == 0) return 1;
@@ -72,7 +68,7 @@ int32_t tc_compare_Name(const Name* a, const Name* b) {
 int32_t tc_compare_RDN(const RelativeDistinguishedName* a, const RelativeDistinguishedName* b) {
   if (a == nullptr || b == nullptr) return a == b ? 1 : 0;
   if (a->count != b->count) return 0;
-  const int32_t n = clamp_count(a->count);
+  const int32_t n = held(*a);
   for (int32_t i = 0; i < n; ++i) {
     bool found = false;
     for (int32_t j = 0; j < n && !found; ++j) found = same_assertion(a->items[i], b->items[j]);

@@ -1,6 +1,7 @@
 // Distinguished names as text, and the attribute table behind the labels.
 #include "toolkit/codes.h"
 #include "toolkit/dname.h"
+#include "toolkit/text.h"
 
 #include <strings.h>
 
@@ -11,7 +12,9 @@ namespace qel {
 
 namespace {
 
-constexpr int32_t kListCapacity = 32;
+// Room of an RDNSequence, which tc_encode_Name fills.
+constexpr auto kListCapacity =
+    static_cast<int32_t>(std::extent_v<decltype(RDNSequence::items)>);
 constexpr uint8_t kPrintableString = 0x13;
 
 // Whether the row's OID bytes start `oid`. Compares byte by byte and stops at
@@ -28,10 +31,6 @@ const tc_attr_row* row_of_oid(const uint8_t* oid, int32_t available) {
   return nullptr;
 }
 
-int32_t clamp_count(int32_t count) {
-  if (count <= 0) return 0;
-  return count > kListCapacity ? kListCapacity : count;
-}
 
 // A text that grows by reallocation. On a failed allocation it releases what
 // it holds and stays failed.
@@ -76,14 +75,6 @@ struct TextBuffer {
     return text;
   }
 };
-
-// Content bytes of a raw value up to its first zero byte.
-size_t text_length(const uint8_t* content, int32_t length) {
-  if (length <= 0) return 0;
-  const void* zero = std::memchr(content, 0, static_cast<size_t>(length));
-  return zero ? static_cast<size_t>(static_cast<const uint8_t*>(zero) - content)
-              : static_cast<size_t>(length);
-}
 
 const Name* pick_name(const void* record, int32_t selector) {
   if (selector == kDnameRequestSubject)
@@ -206,7 +197,7 @@ int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
   if (sequence == nullptr || out == nullptr) return TC_UNKNOWN;
   *out = nullptr;
   TextBuffer text;
-  const int32_t rdns = clamp_count(sequence->count);
+  const int32_t rdns = held(*sequence);
   if (rdns == 0) {
     if (bracketed) {
       text.append(separator);
@@ -221,7 +212,7 @@ int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
       // between values only; everywhere else it follows each value.
       const bool between = !bracketed && step == rdns - 1;
       bool first_written = true;
-      for (int32_t v = 0; v < clamp_count(rdn->count); ++v) {
+      for (int32_t v = 0; v < held(*rdn); ++v) {
         const AttributeValueAssertion* ava = rdn->items[v];
         const char* label = tc_attr_label(ava);
         if (label == nullptr) continue;
@@ -265,7 +256,7 @@ int32_t tc_strcpyX(const Certificate* certificate, int32_t useIssuer, int32_t at
   if (attributeIndex < 0 || attributeIndex >= kAttrRows || name.value == nullptr) return -1;
   const tc_attr_row& row = tc_attr_table[attributeIndex];
   const auto* sequence = static_cast<const RDNSequence*>(name.value);
-  for (int32_t i = 0; i < clamp_count(sequence->count); ++i) {
+  for (int32_t i = 0; i < held(*sequence); ++i) {
     const RelativeDistinguishedName* rdn = sequence->items[i];
     if (rdn == nullptr || rdn->count <= 0 || rdn->items[0] == nullptr) continue;
     const AttributeValueAssertion& ava = *rdn->items[0];

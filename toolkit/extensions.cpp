@@ -1,6 +1,7 @@
 // Extension texts: the table of known extensions, its handlers, and the
 // retrieval that fills the table's result slots.
 #include "toolkit/extensions.h"
+#include "toolkit/text.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,7 +18,6 @@ void* (*extensions_malloc)(size_t size) = std::malloc;
 
 namespace {
 
-constexpr int32_t kListCapacity = 32;
 constexpr int32_t kRowCRLDistPoints = 2;
 constexpr int32_t kRowCRLNumber = 3;
 
@@ -30,20 +30,14 @@ bool starts_with(const OBJECT_ID& id, const uint8_t* oid) {
   return id.length >= 3 && id.bytes != nullptr && std::memcmp(id.bytes, oid, 3) == 0;
 }
 
-int32_t clamp_count(int32_t count) {
-  if (count <= 0) return 0;
-  return count > kListCapacity ? kListCapacity : count;
-}
 
 // Length of the content up to its first zero byte; -1 for a block that has a
 // length but no bytes (a failed allocation), which must not be read.
-int32_t text_length(const vbl_blk* block) {
+int32_t value_text_length(const vbl_blk* block) {
   if (block == nullptr) return -1;
   if (block->length <= 0) return 0;
   if (block->bytes == nullptr) return -1;
-  const void* zero = std::memchr(block->bytes, 0, static_cast<size_t>(block->length));
-  return zero ? static_cast<int32_t>(static_cast<const uint8_t*>(zero) - block->bytes)
-              : block->length;
+  return static_cast<int32_t>(text_length(block->bytes, block->length));
 }
 
 char* copy_text(const char* text, size_t length) {
@@ -96,7 +90,7 @@ int32_t append_name(FixedText<kSanTextLimit>& text, const GeneralName* name) {
     std::snprintf(quad, sizeof quad, "IP=%u.%u.%u.%u", b[0], b[1], b[2], b[3]);
     text.append(quad);
   } else {
-    const int32_t length = text_length(content);
+    const int32_t length = value_text_length(content);
     if (length < 0) return TC_MEMORY;
     text.append(label);
     text.append(content->bytes, static_cast<size_t>(length));
@@ -130,7 +124,7 @@ int32_t tc_extract_SAN(char** out, const Extension* extension) {
 
   FixedText<kSanTextLimit> text;
   int32_t result = TC_SUCCESS;
-  const int32_t count = clamp_count(names->count);
+  const int32_t count = held(*names);
   if (count == 0) text.append("//");
   else text.append("/");
   for (int32_t i = 0; i < count && result == TC_SUCCESS; ++i)
@@ -155,17 +149,17 @@ int32_t tc_extract_CDP(char** out, const Extension* extension) {
 
   // Only the first name of the first distribution point counts.
   const GeneralName* name = nullptr;
-  const DistributionPoint* point = clamp_count(points->count) > 0 ? points->items[0] : nullptr;
+  const DistributionPoint* point = held(*points) > 0 ? points->items[0] : nullptr;
   const DistributionPointName* where = point != nullptr ? point->distributionPoint : nullptr;
   if (where != nullptr && where->tag == kTagFullName && where->value != nullptr) {
     const auto* full = static_cast<const GeneralNames*>(where->value);
-    if (clamp_count(full->count) > 0) name = full->items[0];
+    if (held(*full) > 0) name = full->items[0];
   }
 
   int32_t result = err;
   if (name != nullptr && name->tag == kTagUri) {
     const auto* content = static_cast<const vbl_blk*>(name->value);
-    const int32_t length = text_length(content);
+    const int32_t length = value_text_length(content);
     char* text = length < 0 ? nullptr : static_cast<char*>(extensions_malloc(static_cast<size_t>(length) + 7));
     if (text == nullptr) {
       result = TC_MEMORY;
@@ -224,7 +218,7 @@ int32_t tc_retrieve_Extensions(const void* record, int32_t kind) {
     list = static_cast<const CertificateList*>(record)->tbsCertList.crlExtensions;
   if (list == nullptr) return TC_SUCCESS;
 
-  const int32_t count = clamp_count(list->count);
+  const int32_t count = held(*list);
   for (int32_t i = 0; i < count; ++i) {
     const Extension* extension = list->items[i];
     if (extension == nullptr) continue;
@@ -274,7 +268,7 @@ int32_t Get_CRLDistPt(const Certificate* certificate, char** out) {
   const Extensions* list = certificate->tbsCertificate.extensions;
   if (list == nullptr) return 0;
   tc_extension_row& row = tc_extension_table[kRowCRLDistPoints];
-  const int32_t count = clamp_count(list->count);
+  const int32_t count = held(*list);
   for (int32_t i = 0; i < count; ++i) {
     const Extension* extension = list->items[i];
     if (extension == nullptr || !starts_with(extension->extnID, row.oid)) continue;
