@@ -18,115 +18,13 @@ import sys
 from cryptography.hazmat.primitives import hashes, serialization
 from cryptography.hazmat.primitives.asymmetric import ec, ed25519, padding, rsa
 
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from der import *  # noqa: E402,F401,F403
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 CERTS = os.path.join(HERE, "certs")
 BAD = os.path.join(HERE, "bad")
 KEYS = os.path.join(HERE, "keys")
-
-# ---------------------------------------------------------------------------
-# DER building blocks
-
-
-def length(n):
-    if n < 0x80:
-        return bytes([n])
-    body = n.to_bytes((n.bit_length() + 7) // 8, "big")
-    return bytes([0x80 | len(body)]) + body
-
-
-def tlv(tag, content):
-    return bytes([tag]) + length(len(content)) + content
-
-
-def seq(*items):
-    return tlv(0x30, b"".join(items))
-
-
-def set_of(*items):
-    # DER order: by encoding, the shorter one compared as if zero-padded.
-    width = max((len(i) for i in items), default=0)
-    ordered = sorted(items, key=lambda i: i.ljust(width, b"\0"))
-    return tlv(0x31, b"".join(ordered))
-
-
-def integer(n):
-    size = max(1, (n + (n < 0)).bit_length() // 8 + 1)
-    return tlv(0x02, n.to_bytes(size, "big", signed=True))
-
-
-def unsigned_integer(raw):
-    """INTEGER whose content is exactly `raw` (caller keeps it minimal)."""
-    return tlv(0x02, raw)
-
-
-def oid_content(dotted):
-    """Content octets of the OBJECT IDENTIFIER written `dotted`."""
-    arcs = [int(a) for a in dotted.split(".")]
-    out = bytearray()
-    for arc in [arcs[0] * 40 + arcs[1]] + arcs[2:]:
-        chunk = [arc & 0x7F]
-        arc >>= 7
-        while arc:
-            chunk.append(0x80 | (arc & 0x7F))
-            arc >>= 7
-        out += bytes(reversed(chunk))
-    return bytes(out)
-
-
-def oid(dotted):
-    return tlv(0x06, oid_content(dotted))
-
-
-def boolean(value):
-    return tlv(0x01, b"\xff" if value else b"\x00")
-
-
-def octets(data):
-    return tlv(0x04, data)
-
-
-def bits(data, unused=0):
-    return tlv(0x03, bytes([unused]) + data)
-
-
-NULL = b"\x05\x00"
-
-
-def ctx(n, content, constructed=True):
-    return tlv((0xA0 if constructed else 0x80) | n, content)
-
-
-# String types of attribute values.
-def printable(s):
-    return tlv(0x13, s.encode("ascii"))
-
-
-def utf8(s):
-    return tlv(0x0C, s.encode("utf-8"))
-
-
-def t61(s):
-    return tlv(0x14, s.encode("latin-1"))
-
-
-def ia5(s):
-    return tlv(0x16, s.encode("ascii"))
-
-
-def bmp(s):
-    return tlv(0x1E, s.encode("utf-16-be"))
-
-
-def universal(s):
-    return tlv(0x1C, s.encode("utf-32-be"))
-
-
-def time(when):
-    # Dates of 1950 to 2049 are UTCTime, all others GeneralizedTime.
-    if 1950 <= when.year < 2050:
-        return tlv(0x17, when.strftime("%y%m%d%H%M%SZ").encode())
-    return tlv(0x18, when.strftime("%Y%m%d%H%M%SZ").encode())
-
 
 # ---------------------------------------------------------------------------
 # Object identifiers
