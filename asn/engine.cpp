@@ -280,6 +280,9 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
     case Form::ExplicitOptional: {
       const uint32_t n = take_tag(cursor, f.wrapper, end);
       if (n == 0) return;  // absent or empty wrapper: the field is not missed
+      // Length octets cut off by the end: an overrun like any other, with
+      // the position left at the end.
+      if (n == LENGTH_PAST_LIMIT) return set_err(err, ASN_OVERRUN);
       const uint8_t* inner_start = *cursor;
       if (f.form == Form::ExplicitInline) {
         result &= t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
@@ -428,6 +431,9 @@ void list_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_
   check_written(start, *cursor, content, err);
 }
 
+int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
+                      const uint8_t* outer, int32_t* err);
+
 int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
                  int32_t tag, int32_t* err) {
   if (err == nullptr) return 0;
@@ -445,7 +451,10 @@ int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8
   count = 0;
   for (uint32_t i = 0; i < d->capacity && *cursor < end; ++i) {
     if (items[i] == nullptr) items[i] = t_make(d->element);
-    if (!t_uip(d->element, items[i], cursor, end, d->element_tag, err)) break;
+    const int32_t ok = d->element->shape == Shape::Choice
+                           ? choice_decode(d->element, items[i], cursor, end, limit, err)
+                           : t_uip(d->element, items[i], cursor, end, d->element_tag, err);
+    if (!ok) break;
     count = static_cast<int32_t>(i + 1);
   }
   // A failed element and records left from an earlier decode are released
@@ -504,9 +513,13 @@ void choice_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int3
   check_written(start, *cursor, expected, err);
 }
 
-int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
-                   int32_t tag, int32_t* err) {
-  (void)tag;
+// Decodes a choice at the position. `outer` bounds the wrapper of a wrapped
+// alternative, whose inner element is read against the wrapper's own end: a
+// list hands the limit it was given itself, so that such an element may end
+// behind the list (which then closes with an overrun) but not behind what
+// encloses the list. Everywhere else `outer` is `limit`.
+int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
+                      const uint8_t* outer, int32_t* err) {
   if (err == nullptr) return 0;
   if (v == nullptr) return set_err(err, ASN_NO_RECORD), 0;
   if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
@@ -522,9 +535,7 @@ int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uin
     const uint32_t n = take_tag(cursor, octet, limit);
     if (n == 0) return 0;
     const uint8_t* inner_start = *cursor;
-    // The inner element is read against the wrapper's end, so the wrapper
-    // must lie inside the input.
-    if (!fits(inner_start, n, limit)) {
+    if (!fits(inner_start, n, outer)) {
       set_err(err, ASN_OVERRUN);
       *cursor = limit;
       return 0;
@@ -538,6 +549,12 @@ int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uin
   c.value = t_make(alt->type);
   if (c.value == nullptr) return set_err(err, ASN_NO_MEMORY), 0;
   return t_uip(alt->type, c.value, cursor, limit, octet, err);
+}
+
+int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
+                   int32_t tag, int32_t* err) {
+  (void)tag;
+  return choice_decode(d, v, cursor, limit, limit, err);
 }
 
 // The first step of _unpack_X: false when no record is to be made (null
