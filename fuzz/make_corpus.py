@@ -4,9 +4,12 @@
 fuzz/der_schema_corpus/: valid encodings of each type of the test schema
 (tests/asn/test_schema.h), each preceded by the octet that picks the type.
 fuzz/der_registry_corpus/: pieces of a few certificates (whole certificate,
-TBS part, names, validity, key, extensions, primitives) and some hand-made
-elements, each preceded by the octet that picks the type from the registry
-(types/registry.cpp, read here so the indices follow the table).
+TBS part, names, validity, key, extensions, primitives), some hand-made
+elements and pieces of the other families' test fixtures, each preceded by
+the octet that picks the type from the registry (types/registry.cpp, read
+here so the indices follow the table).
+fuzz/certificate_list_corpus/, fuzz/pkcs7_corpus/, fuzz/general_names_corpus/:
+fixtures of those families, whole.
 
 Run from anywhere: python3 fuzz/make_corpus.py [certificate directory]
 """
@@ -193,6 +196,94 @@ def hand_made():
     }
 
 
+# ---------------------------------------------------------------------------
+# The other families: pieces of the fixtures in tests/data (families/ and
+# names/), and the seeds of the targets that take one family's entry point.
+
+DATA = os.path.join(ROOT, "tests", "data")
+
+
+def fixture(name):
+    with open(os.path.join(DATA, name + ".der"), "rb") as f:
+        return f.read()
+
+
+def family_pieces():
+    crl = fixture("families/crl/v2_utc")
+    tbs_list = elements(content(crl))[0]
+    revoked = [e for e in elements(content(tbs_list)) if e[0] == 0x30][-1]
+    names = fixture("families/gn/san_every_form")
+    name_list = elements(content(names))
+    points = fixture("families/gn/cdp")
+    first_point = elements(content(points))[1]
+    ora = fixture("families/oraddress/every_attribute")
+    standard, domain_defined, extension_attributes = elements(content(ora))
+    standard_fields = elements(content(standard))
+    signed = content(elements(content(fixture("families/pkcs7/cms_signed")))[1])
+    signed_fields = elements(content(signed))
+    signer = elements(content(signed_fields[-1]))[0]
+    saed = content(elements(content(fixture("families/pkcs7/signed_and_enveloped")))[1])
+    saed_fields = elements(content(saed))
+    certificates = elements(content(saed_fields[4]))
+    extended_info = elements(content(certificates[-1]))[0]
+    request = fixture("names/req_attrs")
+    out = {
+        "CertificateList": crl, "TBSCertList": tbs_list, "RevokedCertificates": revoked,
+        "RevokedCertificate": elements(content(revoked))[0],
+        "GeneralNames": names, "anotherName": b"\x30" + name_list[0][1:],
+        "EDIPartyName": b"\x30" + name_list[5][1:],
+        "CRLDistPointsSyntax": points, "DistributionPoint": first_point,
+        "DistributionPointName": content(elements(content(elements(content(points))[0]))[0]),
+        "ORAddress": ora, "BuiltInStandardAttributes": standard,
+        "CountryName": standard_fields[0], "AdministrationDomainName": standard_fields[1],
+        "PrivateDomainName": content(standard_fields[4]),
+        "PersonalName": standard_fields[7], "PersonalNames": elements(content(standard_fields[7]))[0],
+        "OrganizationalUnitNames": standard_fields[8],
+        "BuiltInDomainDefinedAttributes": domain_defined,
+        "BuiltInDomainDefinedAttribute": elements(content(domain_defined))[0],
+        "ExtensionAttributes": extension_attributes,
+        "EXTENSION_ATTRIBUTE": elements(content(extension_attributes))[0],
+        "ContentInfo": fixture("families/pkcs7/cms_signed"), "SignedData": signed,
+        "DigestAlgorithmIdentifiers": signed_fields[1],
+        "ExtendedCertificatesAndCertificates": signed_fields[3], "SignerInfos": signed_fields[-1],
+        "SignerInfo": signer, "IssuerAndSerialNumber": elements(content(signer))[1],
+        "SignedAndEnvelopedData": saed, "RecipientInfos": saed_fields[1],
+        "RecipientInfo": elements(content(saed_fields[1]))[0],
+        "EncryptedContentInfo": saed_fields[3], "CertificateRevocationLists": saed_fields[5],
+        "ExtendedCertificateOrCertificate": certificates[-1],
+        "ExtendedCertificate": b"\x30" + certificates[-1][1:],
+        "ExtendedCertificateInfo": extended_info,
+        "DigestInfo": fixture("families/pkcs7/digest_info"),
+        "RSAKey-families": fixture("families/rsa_key"),
+        "CertificationRequest": request, "CertificationRequestInfo": elements(content(request))[0],
+    }
+    for kind in ("enveloped", "digested", "encrypted"):
+        inner = content(elements(content(fixture("families/pkcs7/" + kind)))[1])
+        out[{"enveloped": "EnvelopedData", "digested": "DigestedData",
+             "encrypted": "EncryptedData"}[kind]] = inner
+    for i, element in enumerate(name_list):
+        out["GeneralName-%d" % i] = element
+    return out
+
+
+TARGET_SEEDS = {
+    "certificate_list": ["crl/v2_utc", "crl/v2_generalized", "crl/v2_0_entries", "crl/v1_minimal",
+                         "crl/v1_no_next_update", "crl/empty_revoked", "crl/empty_extensions"],
+    "pkcs7": ["pkcs7/cms_signed", "pkcs7/smime_signed", "pkcs7/crl2pkcs7", "pkcs7/enveloped",
+              "pkcs7/digested", "pkcs7/encrypted", "pkcs7/data", "pkcs7/oid_only",
+              "pkcs7/signed_and_enveloped", "pkcs7/signed_unsorted"],
+    "general_names": ["gn/san", "gn/san_every_form", "gn/cdp", "gn/cdp_partial",
+                      "oraddress/every_attribute"],
+}
+
+
+def target_corpus(target):
+    out = {name.replace("/", "_"): fixture("families/" + name) for name in TARGET_SEEDS[target]}
+    if target == "general_names":  # a directoryName that ends behind its list
+        out["dirname_behind_list"] = bytes.fromhex("3004a404300231 00".replace(" ", ""))
+    return out
+
+
 def registry_corpus(cert_dir):
     names = registry_names()
     out = {}
@@ -205,7 +296,7 @@ def registry_corpus(cert_dir):
         pieces = certificate_pieces(der) if i in (0, 2, 4) else {"Certificate": der}
         for name, piece in pieces.items():
             out["%s-%d" % (name, i)] = piece
-    for name, piece in hand_made().items():
+    for name, piece in list(hand_made().items()) + list(family_pieces().items()):
         out[name] = piece
     return {name: bytes([names.index(name.split("-")[0])]) + der for name, der in out.items()
             if name.split("-")[0] in names}
@@ -225,6 +316,8 @@ def main():
     cert_dir = sys.argv[1] if len(sys.argv) > 1 else CERT_DIR
     write(os.path.join(HERE, "der_schema_corpus"), schema_corpus())
     write(os.path.join(HERE, "der_registry_corpus"), registry_corpus(cert_dir))
+    for target in TARGET_SEEDS:
+        write(os.path.join(HERE, target + "_corpus"), target_corpus(target))
 
 
 if __name__ == "__main__":
