@@ -307,14 +307,8 @@ def pkcs7_fixtures():
     return out
 
 
-def write(directory, items):
-    os.makedirs(directory, exist_ok=True)
-    for label, der in items.items():
-        with open(os.path.join(directory, label + ".der"), "wb") as f:
-            f.write(der)
-
-
 def main():
+    write = mc.write
     write(os.path.join(HERE, "oraddress"), oraddress_fixtures())
     write(os.path.join(HERE, "gn"), gn_fixtures())
     write(os.path.join(HERE, "crl"), crl_fixtures())
