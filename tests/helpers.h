@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "asn/alloc.h"
 #include "asn/engine.h"
 
 namespace qel::tst {
@@ -168,6 +169,22 @@ inline void run_decode_cases(const std::vector<DecodeCase>& cases) {
     }
     if (c.check) c.check(d.record);
     engine::drop(c.type, d.record);  // LSan: a failed record releases cleanly
+  }
+}
+
+// Runs `call` with its 1st, 2nd, ... allocation failing in turn, until a run
+// meets no failure, and returns how many allocations that run made. `call`
+// checks the result each failure leads to; LSan, in the sanitizer build,
+// that nothing half built is left.
+template <class Call>
+long each_allocation_failing(Call call) {
+  for (long n = 1;; ++n) {
+    SCOPED_TRACE("allocation " + std::to_string(n) + " fails");
+    detail::test_hook_fail_nth_allocation = n;
+    call();
+    const bool reached = detail::test_hook_fail_nth_allocation == 0;
+    detail::test_hook_fail_nth_allocation = 0;
+    if (!reached) return n - 1;
   }
 }
 
