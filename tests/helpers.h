@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -71,6 +72,18 @@ std::string tlv(const std::string& tag, const T&... content) {
   else if (n < 0x100) std::snprintf(length, sizeof length, "81 %02zx", n);
   else std::snprintf(length, sizeof length, "82 %02zx %02zx", n >> 8, n & 0xFF);
   return cat(tag, length, body);
+}
+
+// The fields of a line of a table file, split at `sep`, blanks around them
+// trimmed.
+inline std::vector<std::string> split(const std::string& line, char sep) {
+  std::vector<std::string> out;
+  for (size_t at = 0, end; at <= line.size(); at = end + 1) {
+    end = std::min(line.find(sep, at), line.size());
+    const size_t a = line.find_first_not_of(' ', at), b = line.find_last_not_of(' ', end - 1);
+    out.push_back(a < end ? line.substr(a, b - a + 1) : "");
+  }
+  return out;
 }
 
 // A file's octets; relative paths are taken from the test data folder.
@@ -144,7 +157,7 @@ std::function<void(void*)> on(F f) {
 // (kAtEnd for all of them), unless `out` is empty what the record encodes
 // to ("=" for the octets consumed), and a check of the record.
 struct DecodeCase {
-  const char* name;
+  std::string name;
   const TypeDesc* type;
   std::string in;
   int32_t tag, result, code;
