@@ -24,7 +24,7 @@ from cryptography.x509.oid import ExtensionOID, NameOID
 HERE = os.path.dirname(os.path.abspath(__file__))
 DATA = os.path.join(HERE, "..", "data")
 sys.path.insert(0, DATA)
-from make_certs import oid_content  # noqa: E402  (the fixtures' own OID writer)
+from der import children, oid_content  # noqa: E402
 GOLDEN = os.path.join(HERE, "golden")
 
 # name -> certificate file, relative to tests/data
@@ -64,24 +64,6 @@ ALGORITHMS = [  # tried in this order: (OID, name)
 ]
 
 SAN_BUFFER = 300  # closing zero included
-
-
-def elements(der):
-    """(tag, whole element, content) of each element one after the other."""
-    pos = 0
-    while pos < len(der):
-        tag, n = der[pos], der[pos + 1]
-        head = 2
-        if n & 0x80:
-            count = n & 0x7F
-            n = int.from_bytes(der[pos + 2:pos + 2 + count], "big")
-            head += count
-        yield tag, der[pos:pos + head + n], der[pos + head:pos + head + n]
-        pos += head + n
-
-
-def children(der):
-    return list(elements(der))
 
 
 def slash_name(name):
