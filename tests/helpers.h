@@ -86,6 +86,17 @@ inline std::vector<std::string> split(const std::string& line, char sep) {
   return out;
 }
 
+// A text of a table file with its \xHH escapes replaced by the bytes.
+inline std::string unescape(const std::string& s) {
+  std::string out;
+  for (size_t i = 0; i < s.size(); ++i) {
+    const bool hex = s[i] == '\\' && i + 3 < s.size() && s[i + 1] == 'x';
+    out += hex ? static_cast<char>(std::stoi(s.substr(i + 2, 2), nullptr, 16)) : s[i];
+    i += hex ? 3 : 0;
+  }
+  return out;
+}
+
 // A file's octets; relative paths are taken from the test data folder.
 inline Bytes read_file(const std::string& path) {
   std::ifstream in(path[0] == '/' ? path : std::string(QEL_TEST_DATA) + "/" + path,

@@ -25,16 +25,6 @@ void* load(const std::string& file, bool request = false) {
   return d.result != 0 ? d.record : nullptr;
 }
 
-std::string unescape(const std::string& s) {
-  std::string out;
-  for (size_t i = 0; i < s.size(); ++i) {
-    const bool hex = s[i] == '\\' && i + 3 < s.size();
-    out += hex ? static_cast<char>(std::stoi(s.substr(i + 2, 2), nullptr, 16)) : s[i];
-    i += hex ? 3 : 0;
-  }
-  return out;
-}
-
 int entry_count(const dName* dn) {  // -1 for no dName
   int n = 0;
   while (dn != nullptr && dn->entries[n] != nullptr) ++n;
