@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -83,6 +84,23 @@ inline std::vector<std::string> split(const std::string& line, char sep) {
     const size_t a = line.find_first_not_of(' ', at), b = line.find_last_not_of(' ', end - 1);
     out.push_back(a < end ? line.substr(a, b - a + 1) : "");
   }
+  return out;
+}
+
+// The rows of a table file of the test data folder: every line but blanks
+// and "#" comments, split at `sep`.
+inline std::vector<std::vector<std::string>> table(const std::string& file, char sep = '|') {
+  std::vector<std::vector<std::string>> rows;
+  std::ifstream in(std::string(QEL_TEST_DATA) + "/" + file);
+  for (std::string line; std::getline(in, line);)
+    if (!line.empty() && line[0] != '#') rows.push_back(split(line, sep));
+  return rows;
+}
+
+// A returned heap text as a string, "<null>" for none; the text is freed.
+inline std::string take(char* text) {
+  const std::string out = text != nullptr ? text : "<null>";
+  std::free(text);
   return out;
 }
 

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <sstream>
@@ -40,11 +39,8 @@ TEST(Engine, DecodeTableFile) {
   std::map<std::string, const TypeDesc*> types;
   for (const TypeDesc* d : all_types()) types[d->name] = d;
   std::vector<DecodeCase> cases;
-  std::ifstream in(std::string(QEL_TEST_DATA) + "/decode_cases.txt");
-  for (std::string line; std::getline(in, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    const std::vector<std::string> f = split(line, '|');
-    ASSERT_TRUE(f.size() == 6 && types.count(f[1])) << line;
+  for (const auto& f : table("decode_cases.txt")) {
+    ASSERT_TRUE(f.size() == 6 && types.count(f[1])) << f[0];
     int32_t result = 0, code = 0;
     std::string consumed;
     std::istringstream(f[4]) >> result >> code >> consumed;

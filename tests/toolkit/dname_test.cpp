@@ -3,8 +3,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -31,20 +29,10 @@ int entry_count(const dName* dn) {  // -1 for no dName
   return dn ? n : -1;
 }
 
-std::string take(char* text) {  // frees the text
-  std::string s = text ? text : "<null>";
-  return std::free(text), s;
-}
-
 // Every name in the expectations file, in both forms and parsed back.
 TEST(NameText, FixturesMatchIndependentExpectations) {
-  std::ifstream in(std::string(QEL_TEST_DATA) + "/names/expected_names.txt");
   int checked = 0;
-  for (std::string line; std::getline(in, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    std::vector<std::string> f;
-    std::stringstream cols(line);
-    for (std::string c; std::getline(cols, c, '\t');) f.push_back(c);
+  for (auto f : table("names/expected_names.txt", '\t')) {
     f.resize(6);
     SCOPED_TRACE(f[0] + " " + f[1]);
     const bool request = f[0].find("/req_") != std::string::npos;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -32,22 +31,16 @@ Extension* extension(const std::string& oid, const std::string& value) {
   return e;
 }
 
-std::string take(char* text) {
-  std::string out = text != nullptr ? text : N;
-  std::free(text);
-  return out;
-}
+using tst::take;
 
 // The handlers over the values of tests/data/extension_texts.txt.
 TEST(Extensions, HandlerTexts) {
   const std::map<std::string, tc_extension_handler> handlers = {
       {"SAN", tc_extract_SAN}, {"CDP", tc_extract_CDP}, {"CLN", tc_extract_CLN}};
-  std::ifstream in(QEL_TEST_DATA "/extension_texts.txt");
-  int rows = 0;
-  for (std::string line; std::getline(in, line); ++rows) {
-    if (line.empty() || line[0] == '#') continue;
-    const std::vector<std::string> f = tst::split(line, '|');
-    ASSERT_TRUE(f.size() == 6 && handlers.count(f[1])) << line;
+  const auto rows = tst::table("extension_texts.txt");
+  EXPECT_GE(rows.size(), 29u);
+  for (const auto& f : rows) {
+    ASSERT_TRUE(f.size() == 6 && handlers.count(f[1])) << f[0];
     SCOPED_TRACE(f[0]);
     const tc_extension_handler handler = handlers.at(f[1]);
     Extension* e = extension(f[2], f[3]);
@@ -56,7 +49,6 @@ TEST(Extensions, HandlerTexts) {
     EXPECT_EQ(take(text), f[5]);
     drop_Extension(e);
   }
-  EXPECT_GE(rows, 29);
   Extension* e = extension(kSAN, kDnsA);
   for (const auto& [name, handler] : handlers) {
     char* text = nullptr;

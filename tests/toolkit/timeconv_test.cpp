@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <ctime>
 #include <limits>
 #include <memory>
@@ -63,17 +62,12 @@ TEST(TimeDecode, SweepAgainstTimegm) {
 
 // The rows of tests/data/time_texts.txt: edges and refusals.
 TEST(TimeDecode, EdgeCasesAndFailures) {
-  std::ifstream in(QEL_TEST_DATA "/time_texts.txt");
-  int rows = 0;
-  for (std::string line; std::getline(in, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    const std::vector<std::string> f = qel::tst::split(line, '|');
-    ASSERT_EQ(f.size(), 4u) << line;
-    const std::string text = qel::tst::unescape(f[2]);
-    EXPECT_EQ((f[1] == "utc" ? utc : gen)(text), std::stoul(f[3])) << f[0];
-    ++rows;
+  const auto rows = qel::tst::table("time_texts.txt");
+  EXPECT_EQ(rows.size(), 21u);
+  for (const auto& f : rows) {
+    ASSERT_EQ(f.size(), 4u) << f[0];
+    EXPECT_EQ((f[1] == "utc" ? utc : gen)(qel::tst::unescape(f[2])), std::stoul(f[3])) << f[0];
   }
-  EXPECT_EQ(rows, 21);
   uint8_t text[] = "20000101000000Z";
   const qel::vbl_blk negative{-5, text};
   for (auto decoder : {qel::tc_decode_UTCTime, qel::tc_decode_GeneralizedTime}) {
