@@ -114,6 +114,13 @@ TEST(UnpackCert, RefusesWhatIsNoCertificateAndIgnoresWhatFollows) {
   EXPECT_EQ(sizeof_Certificate(tree.get(), 1), static_cast<int32_t>(good.size()));
 }
 
+// Every allocation of a decode failing in turn: whatever comes back
+// releases cleanly (ASan, LSan).
+TEST(UnpackCert, EveryAllocationFailing) {
+  const Bytes der = read_file("certs/ext_many_kinds.der");
+  EXPECT_GT(each_allocation_failing([&] { unpack(der); }), 100);
+}
+
 // Released records are reused, so decoding the same certificate again and
 // again holds no more memory.
 TEST(UnpackCert, RepeatedDecodingHoldsNoMoreMemory) {
