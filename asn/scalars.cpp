@@ -5,6 +5,7 @@
 
 #include "asn/asn.h"
 #include "asn/internal.h"
+#include "asn/alloc.h"
 
 namespace qel {
 
@@ -65,7 +66,7 @@ int32_t put_int_val(vbl_blk* value, int32_t number) {
   if (value == nullptr) return -1;
   dip_vbl_blk(value);
   value->length = 0;
-  auto* bytes = static_cast<uint8_t*>(std::malloc(4));
+  auto* bytes = static_cast<uint8_t*>(detail::allocate(4));
   if (bytes == nullptr) return -1;
   for (int i = 3; i >= 0; --i) {
     bytes[i] = static_cast<uint8_t>(number & 0xFF);
@@ -218,7 +219,7 @@ int32_t put_bit_string(BIT_STRING* value, const uint8_t* data, uint32_t size, in
   *value = BIT_STRING{};
   if (size > 0) {
     if (data == nullptr || size > 0x7FFFFFFEu) return -1;
-    auto* bytes = static_cast<uint8_t*>(std::malloc(size));
+    auto* bytes = static_cast<uint8_t*>(detail::allocate(size));
     if (bytes == nullptr) return -1;
     std::memcpy(bytes, data, size);
     value->bytes = bytes;

@@ -6,6 +6,7 @@
 
 #include "asn/asn.h"
 #include "asn/internal.h"
+#include "asn/alloc.h"
 
 namespace qel {
 
@@ -36,7 +37,7 @@ int32_t put_str_val(vbl_blk* value, const uint8_t* data, uint32_t size) {
   value->length = 0;
   if (size == 0) return 0;
   if (data == nullptr || size > 0x7FFFFFFFu) return -1;
-  auto* bytes = static_cast<uint8_t*>(std::malloc(size));
+  auto* bytes = static_cast<uint8_t*>(detail::allocate(size));
   if (bytes == nullptr) return -1;
   std::memcpy(bytes, data, size);
   value->bytes = bytes;
@@ -77,7 +78,7 @@ int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8
   bytes = nullptr;
   length = static_cast<int32_t>(n);
   if (n > 0) {
-    bytes = static_cast<uint8_t*>(std::malloc(n));
+    bytes = static_cast<uint8_t*>(detail::allocate(n));
     if (bytes == nullptr) {
       *cursor = pos;
       return 0;
@@ -196,7 +197,7 @@ int32_t uip_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const ui
   const uint32_t n = h.length;
   std::free(value->bytes);
   const size_t total = static_cast<size_t>(pos - start) + n;
-  value->bytes = static_cast<uint8_t*>(std::malloc(total));
+  value->bytes = static_cast<uint8_t*>(detail::allocate(total));
   if (value->bytes != nullptr) std::memcpy(value->bytes, start, total);
   value->length = static_cast<int32_t>(total);
   *cursor = pos + n;

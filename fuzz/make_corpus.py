@@ -20,6 +20,9 @@ import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
+sys.path.insert(0, os.path.join(ROOT, "tests", "data"))
+import der  # noqa: E402  (the tests' DER building blocks)
+
 CERT_DIR = os.path.join(ROOT, "..", "shared", "thirdparty", "zlint", "certs")
 CERTS = [
     "ed25519_strict_cert_sign_ku.der",
@@ -32,43 +35,16 @@ CERTS = [
 
 
 def tlv(tag, content=b""):
-    n = len(content)
-    if n < 0x80:
-        length = bytes([n])
-    elif n < 0x100:
-        length = bytes([0x81, n])
-    else:
-        length = bytes([0x82, n >> 8, n & 0xFF])
-    return bytes([tag]) + length + content
+    return der.tlv(tag, content)
 
 
 def elements(data):
-    """Splits the content of a constructed element into its elements."""
-    out, i = [], 0
-    while i < len(data):
-        start = i
-        i += 1
-        first = data[i]
-        i += 1
-        if first & 0x80:
-            count = first & 0x7F
-            length = int.from_bytes(data[i:i + count], "big")
-            i += count
-        else:
-            length = first
-        out.append(data[start:i + length])
-        i += length
-    return out
+    """The whole elements one after the other in `data`."""
+    return [whole for _, whole, _ in der.children(data)]
 
 
 def content(element):
-    return elements_header_split(element)[1]
-
-
-def elements_header_split(element):
-    first = element[1]
-    header = 2 + (first & 0x7F if first & 0x80 else 0)
-    return element[:header], element[header:]
+    return der.children(element)[0][2]
 
 
 # ---------------------------------------------------------------------------

@@ -5,14 +5,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "asn/alloc.h"
 #include "asn/engine.h"
 
 namespace qel::tst {
@@ -70,6 +73,46 @@ std::string tlv(const std::string& tag, const T&... content) {
   else if (n < 0x100) std::snprintf(length, sizeof length, "81 %02zx", n);
   else std::snprintf(length, sizeof length, "82 %02zx %02zx", n >> 8, n & 0xFF);
   return cat(tag, length, body);
+}
+
+// The fields of a line of a table file, split at `sep`, blanks around them
+// trimmed.
+inline std::vector<std::string> split(const std::string& line, char sep) {
+  std::vector<std::string> out;
+  for (size_t at = 0, end; at <= line.size(); at = end + 1) {
+    end = std::min(line.find(sep, at), line.size());
+    const size_t a = line.find_first_not_of(' ', at), b = line.find_last_not_of(' ', end - 1);
+    out.push_back(a < end ? line.substr(a, b - a + 1) : "");
+  }
+  return out;
+}
+
+// The rows of a table file of the test data folder: every line but blanks
+// and "#" comments, split at `sep`.
+inline std::vector<std::vector<std::string>> table(const std::string& file, char sep = '|') {
+  std::vector<std::vector<std::string>> rows;
+  std::ifstream in(std::string(QEL_TEST_DATA) + "/" + file);
+  for (std::string line; std::getline(in, line);)
+    if (!line.empty() && line[0] != '#') rows.push_back(split(line, sep));
+  return rows;
+}
+
+// A returned heap text as a string, "<null>" for none; the text is freed.
+inline std::string take(char* text) {
+  const std::string out = text != nullptr ? text : "<null>";
+  std::free(text);
+  return out;
+}
+
+// A text of a table file with its \xHH escapes replaced by the bytes.
+inline std::string unescape(const std::string& s) {
+  std::string out;
+  for (size_t i = 0; i < s.size(); ++i) {
+    const bool hex = s[i] == '\\' && i + 3 < s.size() && s[i + 1] == 'x';
+    out += hex ? static_cast<char>(std::stoi(s.substr(i + 2, 2), nullptr, 16)) : s[i];
+    i += hex ? 3 : 0;
+  }
+  return out;
 }
 
 // A file's octets; relative paths are taken from the test data folder.
@@ -143,7 +186,7 @@ std::function<void(void*)> on(F f) {
 // (kAtEnd for all of them), unless `out` is empty what the record encodes
 // to ("=" for the octets consumed), and a check of the record.
 struct DecodeCase {
-  const char* name;
+  std::string name;
   const TypeDesc* type;
   std::string in;
   int32_t tag, result, code;
@@ -168,6 +211,22 @@ inline void run_decode_cases(const std::vector<DecodeCase>& cases) {
     }
     if (c.check) c.check(d.record);
     engine::drop(c.type, d.record);  // LSan: a failed record releases cleanly
+  }
+}
+
+// Runs `call` with its 1st, 2nd, ... allocation failing in turn, until a run
+// meets no failure, and returns how many allocations that run made. `call`
+// checks the result each failure leads to; LSan, in the sanitizer build,
+// that nothing half built is left.
+template <class Call>
+long each_allocation_failing(Call call) {
+  for (long n = 1;; ++n) {
+    SCOPED_TRACE("allocation " + std::to_string(n) + " fails");
+    detail::test_hook_fail_nth_allocation = n;
+    call();
+    const bool reached = detail::test_hook_fail_nth_allocation == 0;
+    detail::test_hook_fail_nth_allocation = 0;
+    if (!reached) return n - 1;
   }
 }
 

@@ -7,6 +7,7 @@
 
 #include "toolkit/base64.h"
 #include "toolkit/md5.h"
+#include "asn/alloc.h"
 
 namespace qel {
 
@@ -16,7 +17,7 @@ char* fingerPrintCert(const uint8_t* data, uint32_t size, int colons) {
   MD5Update(&context, data, size);
   MD5Final(&context);
 
-  char* text = static_cast<char*>(std::calloc(colons ? 48 : 33, 1));
+  char* text = static_cast<char*>(detail::allocate_zeroed(colons ? 48 : 33, 1));
   if (text == nullptr) return nullptr;
   static const char kHex[] = "0123456789abcdef";
   char* w = text;
@@ -36,7 +37,7 @@ char* pem_text(const uint8_t* data, uint32_t size, uint32_t* pem_size) {
   // One line feed behind every full line of 64 and one behind the last,
   // short line; an empty text is a single line feed.
   const uint64_t total = static_cast<uint64_t>(length) + (length == 0 ? 1 : (length + 63) / 64);
-  char* pem = total <= UINT32_MAX ? static_cast<char*>(std::malloc(total)) : nullptr;
+  char* pem = total <= UINT32_MAX ? static_cast<char*>(detail::allocate(total)) : nullptr;
   if (pem != nullptr) {
     char* w = pem;
     for (uint32_t at = 0; at < length; at += 64) {

@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "asn/alloc.h"
+
 namespace qel {
 
 void usage() {
@@ -26,7 +28,7 @@ int read_cert(const char* path, uint8_t** buffer, uint32_t* size) {
   if (!S_ISREG(info.st_mode) || info.st_size < 0 || info.st_size > UINT32_MAX) return -1;
   *size = static_cast<uint32_t>(info.st_size);
   // At least one byte, so that an empty file still gets a block.
-  *buffer = static_cast<uint8_t*>(std::malloc(*size != 0 ? *size : 1));
+  *buffer = static_cast<uint8_t*>(detail::allocate(*size != 0 ? *size : 1));
   if (*buffer == nullptr) return -1;
   if (std::fread(*buffer, 1, *size, file) != *size) return -1;
   std::fclose(file);

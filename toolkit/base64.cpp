@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "asn/alloc.h"
+
 namespace qel {
 namespace {
 
@@ -47,7 +49,7 @@ inline void put_pair(char* out, uint32_t v12) { std::memcpy(out, kPairs[v12].dat
 
 int tc_encode_base64(char** text, uint32_t* length, const uint8_t* data, uint32_t size) {
   const uint64_t chars = 4 * ((static_cast<uint64_t>(size) + 2) / 3);
-  char* out = chars < UINT32_MAX ? static_cast<char*>(std::malloc(chars + 1)) : nullptr;
+  char* out = chars < UINT32_MAX ? static_cast<char*>(detail::allocate(chars + 1)) : nullptr;
   *text = out;
   if (out == nullptr) return TC_MEMORY;
 
@@ -105,7 +107,7 @@ int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text) {
   }
   *length = static_cast<uint32_t>(capacity);
   // At least one byte, so that an empty result is still a block to free.
-  uint8_t* out = static_cast<uint8_t*>(std::malloc(capacity != 0 ? capacity : 1));
+  uint8_t* out = static_cast<uint8_t*>(detail::allocate(capacity != 0 ? capacity : 1));
   *bytes = out;
   if (out == nullptr) return TC_MEMORY;
 

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "asn/alloc.h"
+
 namespace qel {
 
 namespace {
@@ -45,7 +47,7 @@ struct TextBuffer {
     if (size + extra + 1 <= room) return true;
     size_t grown = room < 64 ? 64 : room * 2;
     while (grown < size + extra + 1) grown *= 2;
-    char* bigger = static_cast<char*>(std::realloc(data, grown));
+    char* bigger = static_cast<char*>(detail::reallocate(data, grown));
     if (bigger == nullptr) {
       std::free(data);
       data = nullptr;
@@ -162,7 +164,7 @@ int32_t tc_set_ava(AttributeValueAssertion* ava, const uint8_t* oid, int32_t oid
   const uint32_t total = size + 1u + static_cast<uint32_t>(length_size(size));
   uint8_t* bytes = nullptr;
   if (put_str_val(&type, oid, static_cast<uint32_t>(oidLength)) != 0 || total > 0x7FFFFFFFu ||
-      (bytes = static_cast<uint8_t*>(std::malloc(total))) == nullptr) {
+      (bytes = static_cast<uint8_t*>(detail::allocate(total))) == nullptr) {
     dip_vbl_blk(&type);
     type.length = 0;
     return TC_MEMORY;
@@ -267,7 +269,7 @@ int32_t tc_strcpyX(const Certificate* certificate, int32_t useIssuer, int32_t at
     int32_t length = 0;
     const uint8_t* content = nullptr;
     if (tc_get_ava(&tag, &content, &length, &ava.attributeValue) != TC_SUCCESS) length = 0;
-    char* text = static_cast<char*>(std::calloc(static_cast<size_t>(length) + 1, 1));
+    char* text = static_cast<char*>(detail::allocate_zeroed(static_cast<size_t>(length) + 1, 1));
     if (text == nullptr) return -1;
     const size_t copied = text_length(content, length);
     if (copied > 0) std::memcpy(text, content, copied);
@@ -294,11 +296,11 @@ dName* tc_create_dName(const char* text) {
   if (text == nullptr) return nullptr;
   const char separator[2] = {text[0] == '/' ? '/' : ',', '\0'};
   if (std::strchr(text, separator[0]) == nullptr) return nullptr;
-  auto* name = static_cast<dName*>(std::calloc(1, sizeof(dName)));
-  char* copy = strdup(text);
+  auto* name = static_cast<dName*>(detail::allocate_zeroed(1, sizeof(dName)));
+  char* copy = detail::duplicate(text);
   size_t count = 0;
   if (name != nullptr)
-    name->entries = static_cast<dNameEntry**>(std::calloc(1, sizeof(dNameEntry*)));
+    name->entries = static_cast<dNameEntry**>(detail::allocate_zeroed(1, sizeof(dNameEntry*)));
   bool good = name != nullptr && name->entries != nullptr && copy != nullptr;
   char* state = nullptr;
   for (char* token = good ? strtok_r(copy, separator, &state) : nullptr; token != nullptr;
@@ -310,16 +312,16 @@ dName* tc_create_dName(const char* text) {
     }
     *equals = '\0';
     auto** grown = static_cast<dNameEntry**>(
-        std::realloc(name->entries, (count + 2) * sizeof(dNameEntry*)));
+        detail::reallocate(name->entries, (count + 2) * sizeof(dNameEntry*)));
     if (grown == nullptr) {
       good = false;
       break;
     }
     name->entries = grown;
     grown[count + 1] = nullptr;
-    auto* entry = static_cast<dNameEntry*>(std::calloc(1, sizeof(dNameEntry)));
+    auto* entry = static_cast<dNameEntry*>(detail::allocate_zeroed(1, sizeof(dNameEntry)));
     grown[count] = entry;
-    if (entry == nullptr || (entry->value = strdup(equals + 1)) == nullptr) {
+    if (entry == nullptr || (entry->value = detail::duplicate(equals + 1)) == nullptr) {
       good = false;
       break;
     }

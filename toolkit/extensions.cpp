@@ -11,10 +11,9 @@
 #include "toolkit/dname.h"
 #include "types/crl.h"
 #include "types/general_names.h"
+#include "asn/alloc.h"
 
 namespace qel {
-
-void* (*extensions_malloc)(size_t size) = std::malloc;
 
 namespace {
 
@@ -41,7 +40,7 @@ int32_t value_text_length(const vbl_blk* block) {
 }
 
 char* copy_text(const char* text, size_t length) {
-  auto* copy = static_cast<char*>(extensions_malloc(length + 1));
+  auto* copy = static_cast<char*>(detail::allocate(length + 1));
   if (copy == nullptr) return nullptr;
   std::memcpy(copy, text, length);
   copy[length] = '\0';
@@ -160,7 +159,8 @@ int32_t tc_extract_CDP(char** out, const Extension* extension) {
   if (name != nullptr && name->tag == kTagUri) {
     const auto* content = static_cast<const vbl_blk*>(name->value);
     const int32_t length = value_text_length(content);
-    char* text = length < 0 ? nullptr : static_cast<char*>(extensions_malloc(static_cast<size_t>(length) + 7));
+    char* text = length < 0 ? nullptr
+                            : static_cast<char*>(detail::allocate(static_cast<size_t>(length) + 7));
     if (text == nullptr) {
       result = TC_MEMORY;
     } else {
@@ -240,7 +240,7 @@ int32_t tc_retrieve_Extensions(const void* record, int32_t kind) {
 }
 
 Extension_Results* Get_Extension_Results() {
-  auto* results = static_cast<Extension_Results*>(extensions_malloc(sizeof(Extension_Results)));
+  auto* results = static_cast<Extension_Results*>(detail::allocate(sizeof(Extension_Results)));
   if (results == nullptr) return nullptr;
   *results = Extension_Results{};
   // The slots' texts move into the record as they are.

@@ -93,8 +93,4 @@ int32_t tc_extract_CDP(char** out, const Extension* extension);
 // 1: the value isn't an INTEGER; 4: memory ran out.
 int32_t tc_extract_CLN(char** out, const Extension* extension);
 
-// The allocator of the texts and records made here. Defaults to malloc; tests
-// replace it to reach the out-of-memory paths.
-extern void* (*extensions_malloc)(size_t size);
-
 }  // namespace qel

@@ -7,11 +7,9 @@
 #include <cstring>
 
 #include "toolkit/codes.h"
+#include "asn/alloc.h"
 
 namespace qel {
-
-void* (*timeconv_malloc)(size_t size) = std::malloc;
-void* (*timeconv_calloc)(size_t count, size_t size) = std::calloc;
 
 namespace {
 
@@ -129,7 +127,7 @@ int32_t tc_encode_utctime(vbl_blk* out, time_t seconds) {
       std::strftime(text, sizeof text, "%y%m%d%H%M%SZ", &parts) != 13)
     return TC_INVALID_ARGUMENTS;
   out->length = 13;
-  out->bytes = static_cast<uint8_t*>(timeconv_malloc(sizeof text));
+  out->bytes = static_cast<uint8_t*>(detail::allocate(sizeof text));
   if (out->bytes == nullptr) return TC_MEMORY;
   std::memcpy(out->bytes, text, sizeof text);
   return TC_SUCCESS;
@@ -160,7 +158,7 @@ char* smh2str(const smh_time* record) {
   piece(record->hours, "hour", " ");
   piece(record->minutes, "minute", " ");
   piece(record->seconds, "second", "");
-  char* result = static_cast<char*>(timeconv_calloc(used + 1, 1));
+  char* result = static_cast<char*>(detail::allocate_zeroed(used + 1, 1));
   if (result == nullptr) return nullptr;
   std::memcpy(result, text, used);
   return result;

@@ -62,9 +62,4 @@ uint32_t tm_to_seconds(const struct tm* record);
 // -1 for fewer than 5 bytes. Reads at most min(length, 5) bytes.
 int32_t zone_offset(const uint8_t* text, int32_t length);
 
-// The allocators behind tc_encode_utctime and smh2str. They default to
-// malloc and calloc; tests replace them to reach the out-of-memory paths.
-extern void* (*timeconv_malloc)(size_t size);
-extern void* (*timeconv_calloc)(size_t count, size_t size);
-
 }  // namespace qel

@@ -10,56 +10,6 @@
 namespace qel::tst {
 namespace {
 
-TEST(Primitives, DecodeTable) {
-  const TypeDesc *const kOct = &OCTET_STRING_desc, *const kIa5 = &IA5String_desc,
-                 *const kNum = &NumericString_desc, *const kPrn = &PrintableString_desc,
-                 *const kInt = &INTEGER_desc, *const kRaw = &UNDECODED_ASN_BLOCK_desc,
-                 *const kBool = &BOOLEAN_desc, *const kNull = &ASN_NULL_desc,
-                 *const kBits = &BIT_STRING_desc;
-  run_decode_cases({
-      {"octets", kOct, "04 02 ab cd", 0x04, 1, 0, 4, "="},
-      {"implicit_tag_given", kIa5, "82 01 61", 0x82, 1, 0, 3, "="},
-      {"other_tag_not_here", kIa5, "16 01 61", 0x82, 0, 0, 0, ""},
-      {"at_limit_not_here", kOct, "", 0x04, 0, 0, 0, ""},
-      {"content_past_limit", kOct, "04 05 01", 0x04, 0, ASN_OVERRUN, 3, ""},
-      {"length_field_past_limit", kOct, "04 82 01", 0x04, 0, ASN_OVERRUN, 3, ""},
-      {"length_wraps_address_space", kOct, "04 84 ff ff ff f0 00", 0x04, 0, ASN_OVERRUN, 7, ""},
-      {"numeric_digits_and_space", kNum, "12 03 31 20 39", 0x12, 1, 0, 5, "="},
-      {"numeric_hyphen", kNum, "12 03 31 2d 39", 0x12, 0, ASN_BAD_NUMERIC, 5, ""},
-      {"printable_full_set", kPrn, "13 11 41 7a 30 27 22 28 29 2b 2c 2d 2e 2f 3a 3d 3f 20 00",
-       0x13, 1, 0, 19, "="},
-      {"printable_asterisk", kPrn, "13 02 61 2a", 0x13, 0, ASN_BAD_PRINTABLE, 4, ""},
-      {"printable_high_octet", kPrn, "13 01 e9", 0x13, 0, ASN_BAD_PRINTABLE, 3, ""},
-      {"integer_normalised_when_sized", kInt, "02 02 00 01", 0x02, 1, 0, 4, "02 01 01"},
-      {"raw_any_tag", kRaw, "c7 01 00", 0x30, 1, 0, 3, "="},
-      {"raw_non_canonical_kept", kRaw, "04 81 01 aa", TAG_ANY, 1, 0, 4, "="},
-      {"raw_indefinite_is_empty", kRaw, "30 80 00 00", TAG_ANY, 1, 0, 2, "="},
-      {"raw_content_past_limit", kRaw, "04 03 aa", TAG_ANY, 0, ASN_OVERRUN, 3, ""},
-      {"raw_length_field_past_limit", kRaw, "04 84 00", TAG_ANY, 0, ASN_OVERRUN, 3, ""},
-      {"raw_tag_only", kRaw, "04", TAG_ANY, 0, ASN_OVERRUN, 1, ""},
-      {"raw_at_limit", kRaw, "", TAG_ANY, 0, 0, 0, ""},
-      {"boolean_true", kBool, "01 01 ff", 0x01, 1, 0, 3, "="},
-      {"boolean_any_nonzero_is_true", kBool, "01 01 01", 0x01, 1, 0, 3, "01 01 ff"},
-      {"boolean_length_two_back_at_tag", kBool, "01 02 ff ff", 0x01, 0, ASN_BAD_BOOLEAN, 0, ""},
-      {"boolean_length_zero_back_at_tag", kBool, "01 00", 0x01, 0, ASN_BAD_BOOLEAN, 0, ""},
-      {"boolean_content_past_limit", kBool, "01 01", 0x01, 0, ASN_OVERRUN, 2, ""},
-      {"boolean_implicit_tag", kBool, "81 01 ff", 0x81, 1, 0, 3, "="},
-      {"null", kNull, "05 00", 0x05, 1, 0, 2, "="},
-      {"null_length_one_back_at_tag", kNull, "05 01 00", 0x05, 0, ASN_BAD_NULL, 0, ""},
-      {"null_length_field_past_limit", kNull, "05 82 00", 0x05, 0, ASN_OVERRUN, 3, ""},
-      {"bits_one_data_octet", kBits, "03 02 05 a0", 0x03, 1, 0, 4, "="},
-      {"bits_initial_octet_only", kBits, "03 01 00", 0x03, 1, 0, 3, "="},
-      {"bits_unused_count_unchecked", kBits, "03 02 c8 ff", 0x03, 1, 0, 4, "="},
-      {"bits_empty_content_no_code", kBits, "03 00", 0x03, 0, 0, 2, ""},
-      {"bits_content_past_limit", kBits, "03 03 00", 0x03, 0, ASN_OVERRUN, 3, ""},
-  });
-  // An empty element is a good value for every type of the family.
-  for (const TypeDesc* d : {&OBJECT_ID_desc, &GeneralizedTime_desc, &UTCTime_desc, &T61String_desc,
-                            &IA5String_desc, &INTEGER_desc, &NumericString_desc,
-                            &PrintableString_desc})
-    run_decode_cases({{d->name, d, "80 00", 0x80, 1, 0, 2, "="}});
-}
-
 // Decoders' unusable arguments are covered for every type in engine_test.
 TEST(Primitives, EncodersReportUnusableCursor) {
   vbl_blk v{};
@@ -72,18 +22,6 @@ TEST(Primitives, EncodersReportUnusableCursor) {
   EXPECT_EQ(err, ASN_OUT_NO_CURSOR);
   _pack_INTEGER(&null_out, &v, 0x02, &err);
   EXPECT_EQ(err, ASN_OUT_NO_POSITION);
-}
-
-TEST(Primitives, Sizes) {
-  vbl_blk v{128, nullptr};
-  EXPECT_EQ(sizeof_vbl_blk(&v, 1), 131);
-  EXPECT_EQ(sizeof_vbl_blk(&v, 0), 128);
-  BOOLEAN t{};
-  ASN_NULL n{};
-  BIT_STRING s{};
-  EXPECT_EQ(sizeof_BOOLEAN(&t, 0), 1);
-  EXPECT_EQ(sizeof_ASN_NULL(&n, 1), 2);
-  EXPECT_EQ(sizeof_BIT_STRING(&s, 0), 1);
 }
 
 TEST(Primitives, FreeListsHandBackTheSameRecordZeroed) {

@@ -1,10 +1,14 @@
 #include "tool/fingerprint.h"
+#include "tool/run.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
+
+#include "tests/helpers.h"
 
 namespace qel {
 namespace {
@@ -31,6 +35,31 @@ TEST(Fingerprint, WithoutSeparators) {
   char* text = fingerPrintCert(nullptr, 0, 0);
   EXPECT_STREQ(text, "d41d8cd98f00b204e9800998ecf8427e");
   std::free(text);
+}
+
+// Out of memory the file is not loaded, and the PEM fingerprint reports its
+// failure on standard output.
+TEST(Fingerprint, NoMemory) {
+  uint8_t* buffer = nullptr;
+  uint32_t size = 0;
+  EXPECT_EQ(tst::each_allocation_failing([&] {
+              const int r = read_cert(QEL_TEST_DATA "/sample.der", &buffer, &size);
+              EXPECT_EQ(r == 0, buffer != nullptr);
+              if (r != 0) return;
+              EXPECT_GT(size, 100u);
+              std::free(buffer);
+              buffer = nullptr;
+            }), 1);
+  const std::vector<uint8_t> data(100, 'x');
+  const char* kError = "ERROR: Error PEM encoding root CA\n";
+  EXPECT_EQ(tst::each_allocation_failing([&] {
+              testing::internal::CaptureStdout();
+              char* text = pemFingerprint(data.data(), 100, 1);
+              const std::string out = testing::internal::GetCapturedStdout();
+              EXPECT_EQ(text ? std::strlen(text) : 47u, 47u);
+              EXPECT_EQ(out, text || out.empty() ? "" : kError);
+              std::free(text);
+            }), 3);
 }
 
 }  // namespace

@@ -19,12 +19,14 @@ import warnings
 from cryptography import x509
 from cryptography.hazmat.primitives import serialization
 from cryptography.hazmat.primitives.asymmetric import ec, ed25519, rsa
-from cryptography.x509.oid import ExtensionOID, NameOID
+from cryptography.x509.oid import ExtensionOID
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 DATA = os.path.join(HERE, "..", "data")
 sys.path.insert(0, DATA)
-from make_certs import oid_content  # noqa: E402  (the fixtures' own OID writer)
+sys.path.insert(0, os.path.join(DATA, "names"))
+from der import children, oid_content  # noqa: E402
+from make_names import texts  # noqa: E402  (the name texts of the name fixtures)
 GOLDEN = os.path.join(HERE, "golden")
 
 # name -> certificate file, relative to tests/data
@@ -46,16 +48,6 @@ CERTIFICATES = {
     "subject_empty_san_critical": "certs/subject_empty_san_critical.der",  # empty subject
 }
 
-LABELS = {
-    NameOID.COMMON_NAME: "CN", NameOID.SURNAME: "S", NameOID.SERIAL_NUMBER: "SN",
-    NameOID.COUNTRY_NAME: "C", NameOID.LOCALITY_NAME: "L", NameOID.STATE_OR_PROVINCE_NAME: "ST",
-    NameOID.STREET_ADDRESS: "SA", NameOID.ORGANIZATION_NAME: "O",
-    NameOID.ORGANIZATIONAL_UNIT_NAME: "OU", NameOID.TITLE: "T",
-    x509.ObjectIdentifier("2.5.4.16"): "PA", NameOID.POSTAL_CODE: "PC",
-    x509.ObjectIdentifier("2.5.4.18"): "PO", x509.ObjectIdentifier("2.5.4.20"): "TN",
-    x509.ObjectIdentifier("2.5.4.23"): "FAX", NameOID.EMAIL_ADDRESS: "emailAddress",
-}
-
 ALGORITHMS = [  # tried in this order: (OID, name)
     ("1.2.840.113549.1.1.4", "MD5 Hash with RSA Encryption"),
     ("1.2.840.113549.1.1.5", "SHA-1 Hash with RSA Encryption"),
@@ -66,32 +58,8 @@ ALGORITHMS = [  # tried in this order: (OID, name)
 SAN_BUFFER = 300  # closing zero included
 
 
-def elements(der):
-    """(tag, whole element, content) of each element one after the other."""
-    pos = 0
-    while pos < len(der):
-        tag, n = der[pos], der[pos + 1]
-        head = 2
-        if n & 0x80:
-            count = n & 0x7F
-            n = int.from_bytes(der[pos + 2:pos + 2 + count], "big")
-            head += count
-        yield tag, der[pos:pos + head + n], der[pos + head:pos + head + n]
-        pos += head + n
-
-
-def children(der):
-    return list(elements(der))
-
-
 def slash_name(name):
-    text = "/"
-    for rdn in name.rdns:
-        for attribute in rdn:
-            label = LABELS.get(attribute.oid)
-            if label is not None:
-                text += f"{label}={attribute.value}/"
-    return "//" if not name.rdns else text
+    return texts(name)[0].decode("utf-8")
 
 
 def general_name_text(general):

@@ -33,7 +33,7 @@ TEST(Report, GoldenOutputs) {
     const fs::path der = name == "sample" ? fs::path(QEL_TEST_DATA) / "sample.der"
                                           : fs::path(QEL_TEST_DATA) / "certs" / (name + ".der");
     ASSERT_TRUE(fs::exists(der));
-    EXPECT_EQ(qel_test::run_tool(QEL_TOOL_PATH, {"-f", der.string()}, 0, false),
+    EXPECT_EQ(qel_test::run_tool(QEL_TOOL_PATH, {"-f", der.string()}, false),
               (qel_test::Outcome{slurp(entry.path()), "", 0}));
     ++seen;
   }

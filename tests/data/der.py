@@ -101,3 +101,16 @@ def time(when):
     if 1950 <= when.year < 2050:
         return tlv(0x17, when.strftime("%y%m%d%H%M%SZ").encode())
     return tlv(0x18, when.strftime("%Y%m%d%H%M%SZ").encode())
+
+
+def children(der):
+    """(tag, whole element, content) of each element of `der`, in order."""
+    out, pos = [], 0
+    while pos < len(der):
+        n, head = der[pos + 1], 2
+        if n & 0x80:
+            head += n & 0x7F
+            n = int.from_bytes(der[pos + 2:pos + head], "big")
+        out.append((der[pos], der[pos:pos + head + n], der[pos + head:pos + head + n]))
+        pos += head + n
+    return out

@@ -121,11 +121,14 @@ TEST(CompareDName, EntriesInOrderIgnoringCase) {
     ASSERT_TRUE(a && b);
     EXPECT_EQ(tc_compare_dName(a, b), c.result);
     EXPECT_EQ(tc_compare_dName(b, a), c.result);
-    EXPECT_EQ(tc_compare_dName(a, nullptr), 1);  // exactly one null
     tc_free_dName(a);
     tc_free_dName(b);
   }
+  dName* a = tc_create_dName("/CN=Root/");
+  EXPECT_EQ(tc_compare_dName(a, nullptr), 1);  // exactly one null
+  EXPECT_EQ(tc_compare_dName(nullptr, a), 1);
   EXPECT_EQ(tc_compare_dName(nullptr, nullptr), 0);
+  tc_free_dName(a);
 }
 
 // Issuer against subject of fixtures: exact for the self-signed test, by

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +28,12 @@ std::vector<std::string> der_files(const fs::path& dir) {
   return out;
 }
 
+// Under CI (QEL_CI set) missing test data is a failure, elsewhere a skip.
+void skip_unless_ci(const std::string& why) {
+  if (std::getenv("QEL_CI") != nullptr) FAIL() << why;
+  GTEST_SKIP() << why;
+}
+
 std::string fixture(const std::string& name) { return hex(read_file("certs/" + name + ".der")); }
 
 TEST(CertificateRoundTrip, EveryFixture) {
@@ -43,7 +48,7 @@ TEST(CertificateRoundTrip, EveryFixture) {
 // after the header, which the enclosing length check reports as short.
 TEST(CertificateRoundTrip, ZlintCertificates) {
   const auto files = der_files(fs::path(QEL_SHARED_DIR) / "thirdparty/zlint/certs");
-  if (files.empty()) GTEST_SKIP() << "zlint certificates absent";
+  if (files.empty()) return skip_unless_ci("zlint certificates absent");
   size_t same = 0;
   for (const auto& file : files) {
     int32_t pack_code = 0;
@@ -66,10 +71,10 @@ TEST(CertificateRoundTrip, TrustStore) {
     pclose(p);
   }
   const std::string begin = "-----BEGIN CERTIFICATE-----", end = "-----END CERTIFICATE-----";
-  std::set<Bytes> certs;
+  std::vector<Bytes> certs;
   if (fs::is_directory(dir + "/certs"))
     for (const auto& e : fs::directory_iterator(dir + "/certs")) {
-      if (!e.is_regular_file()) continue;
+      if (e.is_symlink() || !e.is_regular_file()) continue;  // links repeat the bundle
       const Bytes file = read_file(e.path().string());
       const std::string pem(file.begin(), file.end());
       for (size_t at = pem.find(begin), stop; at != std::string::npos &&
@@ -78,11 +83,11 @@ TEST(CertificateRoundTrip, TrustStore) {
         uint8_t* der = nullptr;
         uint32_t size = 0;
         const std::string body = pem.substr(at + begin.size(), stop - at - begin.size());
-        if (tc_decode_base64(&der, &size, body.c_str()) == 0) certs.insert(Bytes(der, der + size));
+        if (tc_decode_base64(&der, &size, body.c_str()) == 0) certs.emplace_back(der, der + size);
         std::free(der);
       }
     }
-  if (certs.empty()) GTEST_SKIP() << "no trust store at " << dir;
+  if (certs.empty()) return skip_unless_ci("no trust store at " + dir);
   for (const Bytes& der : certs) EXPECT_EQ(round_trip(&Certificate_desc, der), "") << der.size();
   std::printf("[          ] %zu certificates of the trust store\n", certs.size());
 }
@@ -108,6 +113,13 @@ TEST(UnpackCert, RefusesWhatIsNoCertificateAndIgnoresWhatFollows) {
   EXPECT_EQ(sizeof_Certificate(tree.get(), 1), static_cast<int32_t>(good.size()));
 }
 
+// Every allocation of a decode failing in turn: whatever comes back
+// releases cleanly (ASan, LSan).
+TEST(UnpackCert, EveryAllocationFailing) {
+  const Bytes der = read_file("certs/ext_many_kinds.der");
+  EXPECT_GT(each_allocation_failing([&] { unpack(der); }), 100);
+}
+
 // Released records are reused, so decoding the same certificate again and
 // again holds no more memory.
 TEST(UnpackCert, RepeatedDecodingHoldsNoMoreMemory) {
@@ -124,13 +136,11 @@ const std::string kAlg = "30 0d 06 09 2a 86 48 86 f7 0d 01 01 0b 05 00";
 const std::string kOid = "06 05 2b 06 01 04 01";
 const std::string kName = "30 0c 31 0a 30 08 06 03 55 04 03 13 01 78";
 const std::string kUtc = "17 0d 32 34 30 31 30 31 30 30 30 30 30 30 5a";       // 240101000000Z
-const std::string kGen = "18 0f 32 30 35 30 30 31 30 31 30 30 30 30 30 30 5a";  // 20500101000000Z
 const std::string kVersion3 = "a0 03 02 01 02";
 // TBSCertificate content from serialNumber to subjectPublicKeyInfo.
 const std::string kNoSpki = cat("02 01 01", kAlg, kName, tlv("30", kUtc, kUtc), kName);
 const std::string kCore = cat(kNoSpki, tlv("30", kAlg, "03 03 00 01 02"));
 const std::string kV3 = cat(kVersion3, kCore);
-const std::string kTail = cat(kAlg, "03 02 00 01");  // signatureAlgorithm, signatureValue
 const std::string kBadCritical = tlv("30", kOid, "01 02 00 00 04 02 30 00");
 
 // An extension with its own OID and a one-octet value; `n` of them.
@@ -147,7 +157,7 @@ std::string exts(int n, int from = 0) {
 size_t hdr(const std::string& content) { return len(tlv("30", content)) - len(content); }
 
 TEST(CertificateFaults, DecodeTable) {
-  const TypeDesc *const kCert = &Certificate_desc, *const kTbs = &TBSCertificate_desc,
+  const TypeDesc *const kTbs = &TBSCertificate_desc,
                  *const kVal = &Validity_desc, *const kAlgId = &AlgorithmIdentifier_desc,
                  *const kExt = &Extension_desc;
   const auto tbs = [](auto f) { return on<TBSCertificate>(f); };
@@ -158,20 +168,8 @@ TEST(CertificateFaults, DecodeTable) {
   };
   const auto no_critical = on<Extension>([](Extension& e) { EXPECT_EQ(e.critical, nullptr); });
   const std::string boolean_wrapper = cat("a0 03 01 01 ff", kCore);
-  const std::string tail_element = cat(kV3, "a3 02 30 00 05 00");
   const std::string tbs33 = tlv("30", kV3, tlv("a3", tlv("30", exts(33))));
-  const std::string tbs_bad = tlv("30", kV3, tlv("a3", tlv("30", kBadCritical)));
   run_decode_cases({
-      {"no version wrapper", kTbs, tlv("30", kCore), 0x30, 1, 0, kAtEnd, "=",
-       tbs([](TBSCertificate& t) {
-         EXPECT_EQ(t.version, nullptr);
-         EXPECT_EQ(t.issuerUniqueID, nullptr);
-         EXPECT_EQ(t.subjectUniqueID, nullptr);
-         EXPECT_EQ(t.extensions, nullptr);
-       })},
-      // Wrappers of length 0 are consumed and not written again.
-      {"version wrapper of length 0", kTbs, tlv("30", "a0 00", kCore), 0x30, 1, 0, kAtEnd,
-       tlv("30", kCore), tbs([](TBSCertificate& t) { EXPECT_EQ(t.version, nullptr); })},
       // Decoding goes on behind the wrapper's header, where every field fails.
       {"version wrapper holding a BOOLEAN", kTbs, tlv("30", boolean_wrapper), 0x30, 0,
        ASN_LEFTOVER, hdr(boolean_wrapper) + 2, "",
@@ -179,48 +177,16 @@ TEST(CertificateFaults, DecodeTable) {
       {"version INTEGER running past its wrapper", kTbs, tlv("30", "a0 02 02 01 02", kCore), 0x30,
        1, ASN_WRAPPER_END, kAtEnd, "",
        tbs([](TBSCertificate& t) { EXPECT_EQ(get_int_val(t.version), 2); })},
-      {"extensions wrapper of length 0", kTbs, tlv("30", kV3, "a3 00"), 0x30, 1, 0, kAtEnd,
-       tlv("30", kV3), tbs([](TBSCertificate& t) { EXPECT_EQ(t.extensions, nullptr); })},
-      {"empty extensions list", kTbs, tlv("30", kV3, "a3 02 30 00"), 0x30, 1, 0, kAtEnd, "=",
-       tbs([](TBSCertificate& t) {
-         ASSERT_NE(t.extensions, nullptr);
-         EXPECT_EQ(t.extensions->count, 0);
-       })},
       {"33rd extension", kTbs, tbs33, 0x30, 1, ASN_LEFTOVER, len(tbs33) - len(exts(1, 32)), "",
        tbs([](TBSCertificate& t) { EXPECT_EQ(t.extensions->count, 32); })},
       // The list is read against the sequence's end, not the wrapper's.
       {"extensions running past their wrapper", kTbs, tlv("30", kV3, "a3 02", tlv("30", exts(1))),
        0x30, 1, ASN_WRAPPER_END, kAtEnd, "",
        tbs([](TBSCertificate& t) { EXPECT_EQ(t.extensions->count, 1); })},
-      {"unique identifiers", kTbs, tlv("30", kCore, "81 02 00 aa 82 02 04 f0"), 0x30, 1, 0, kAtEnd,
-       "=", tbs([](TBSCertificate& t) {
-         ASSERT_NE(t.issuerUniqueID, nullptr);
-         ASSERT_NE(t.subjectUniqueID, nullptr);
-         EXPECT_EQ(t.issuerUniqueID->bytes[0], 0xAA);
-         EXPECT_EQ(t.subjectUniqueID->unused_bits, 4);
-       })},
-      {"element behind the extensions", kTbs, tlv("30", tail_element), 0x30, 1, ASN_LEFTOVER,
-       len(tlv("30", tail_element)) - 2},
-      {"length running past the limit", kTbs, cat("30 82 10 00", kCore), 0x30, 0, ASN_OVERRUN,
-       kAtEnd},
-      {"header tag other than SEQUENCE", kTbs, tlv("31", kCore), 0x30, 0, 0, 0},
-      // The end test before issuerUniqueID returns before the close.
-      {"subjectPublicKeyInfo missing", kTbs, tlv("30", kVersion3, kNoSpki), 0x30, 0, 0, kAtEnd},
-      {"well formed certificate", kCert, tlv("30", tlv("30", kV3), kTail), 0x30, 1, 0, kAtEnd, "="},
-      // The 33rd extension is read as signatureAlgorithm, and signatureValue
-      // meets the real signatureAlgorithm.
-      {"33rd extension in a certificate", kCert, tlv("30", tbs33, kTail), 0x30, 0, ASN_LEFTOVER,
-       hdr(cat(tbs33, kTail)) + len(tbs33)},
-      // Extension fails on the BOOLEAN's tag, and so does everything behind it.
-      {"critical of length 2 in a certificate", kCert, tlv("30", tbs_bad, kTail), 0x30, 0,
-       ASN_LEFTOVER, hdr(cat(tbs_bad, kTail)) + len(tbs_bad) - 8},
       {"critical of length 2", kExt, kBadCritical, 0x30, 0, ASN_LEFTOVER, 2 + len(kOid), "",
        no_critical},
       {"critical of length 0", kExt, tlv("30", kOid, "01 00 04 02 30 00"), 0x30, 0, ASN_LEFTOVER,
        2 + len(kOid), "", no_critical},
-      {"extnValue missing", kExt, tlv("30", kOid, "01 01 ff"), 0x30, 0, ASN_FIELD_FAILED, kAtEnd},
-      {"UTCTime then GeneralizedTime", kVal, tlv("30", kUtc, kGen), 0x30, 1, 0, kAtEnd, "=",
-       on<Validity>([](Validity& v) { EXPECT_EQ(v.notAfter.tag, 0x18); })},
       // Neither date moves the position, so notAfter meets the same tag.
       {"notBefore of another tag", kVal, tlv("30", "04 01 00", kUtc), 0x30, 0, ASN_LEFTOVER, 2, "",
        on<Validity>([](Validity& v) {
@@ -228,16 +194,10 @@ TEST(CertificateFaults, DecodeTable) {
          EXPECT_EQ(v.notBefore.value, nullptr);
          EXPECT_EQ(v.notAfter.tag, 0);
        })},
-      {"notAfter missing", kVal, tlv("30", kUtc), 0x30, 0, ASN_FIELD_FAILED, kAtEnd},
-      {"date at the limit", &CertificateValidityDate_desc, "", TAG_CHOICE, 0, 0, 0},
-      {"OID alone", kAlgId, tlv("30", kOid), 0x30, 1, 0, kAtEnd, "=", params_are("")},
-      {"SEQUENCE parameters", kAlgId, tlv("30", kOid, "30 03 02 01 07"), 0x30, 1, 0, kAtEnd, "=",
-       params_are("30 03 02 01 07")},
       {"two parameter elements", kAlgId, tlv("30", kOid, "05 00 05 00"), 0x30, 1, ASN_LEFTOVER,
        2 + len(kOid) + 2, "", params_are("05 00")},
       {"parameters running past the sequence", kAlgId, tlv("30", kOid, "30 05 01"), 0x30, 1,
        ASN_OVERRUN, kAtEnd, "", params_are("")},
-      {"algorithm missing", kAlgId, tlv("30", "05 00"), 0x30, 0, ASN_FIELD_FAILED, kAtEnd},
   });
 }
 

@@ -10,8 +10,9 @@ OID; the library under test plays no part in them.
 Run from anywhere:  python3 tests/data/names/make_names.py
 """
 import datetime
-import warnings
 import pathlib
+import sys
+import warnings
 
 from cryptography import x509
 from cryptography.hazmat.primitives import hashes, serialization
@@ -23,6 +24,8 @@ warnings.simplefilter("ignore", UserWarning)  # the 200-octet CN is on purpose
 
 HERE = pathlib.Path(__file__).resolve().parent
 DATA = HERE.parent
+sys.path.insert(0, str(DATA))
+from der import children, ctx, oid, printable, seq, tlv  # noqa: E402
 
 # Label of each attribute type that has a row; the others leave no trace.
 LABELS = {
@@ -104,39 +107,6 @@ def make_cert(issuer, subject):
     return cert.public_bytes(serialization.Encoding.DER)
 
 
-# --- minimal DER handling for the spliced requests ---------------------------
-
-def tlv(tag, content):
-    n = len(content)
-    if n < 0x80:
-        head = bytes([n])
-    else:
-        raw = n.to_bytes((n.bit_length() + 7) // 8, "big")
-        head = bytes([0x80 | len(raw)]) + raw
-    return bytes([tag]) + head + content
-
-
-def children(der):
-    """Splits the content of one constructed element into whole elements."""
-    tag, pos = der[0], 1
-    first = der[pos]; pos += 1
-    if first & 0x80:
-        k = first & 0x7F
-        pos += k
-    out = []
-    while pos < len(der):
-        start = pos
-        pos += 1
-        first = der[pos]; pos += 1
-        n = first
-        if first & 0x80:
-            n = int.from_bytes(der[pos:pos + (first & 0x7F)], "big")
-            pos += first & 0x7F
-        pos += n
-        out.append(der[start:pos])
-    return tag, out
-
-
 def make_requests():
     subject = name(A(NameOID.COUNTRY_NAME, "US"), A(NameOID.COMMON_NAME, "Requester"))
     plain = (x509.CertificateSigningRequestBuilder().subject_name(subject)
@@ -147,18 +117,16 @@ def make_requests():
                   .add_extension(x509.BasicConstraints(ca=False, path_length=None), critical=True)
                   .sign(KEY, hashes.SHA256(), ecdsa_deterministic=True)
              .public_bytes(serialization.Encoding.DER))
-    _, (info, alg, sig) = children(plain)
-    _, (version, subj, spki, attrs) = children(info)
+    info, alg, sig = [whole for _, whole, _ in children(children(plain)[0][2])]
+    version, subj, spki, attrs = [whole for _, whole, _ in children(children(info)[0][2])]
     assert attrs == b"\xa0\x00"
-    no_element = tlv(0x30, tlv(0x30, version + subj + spki) + alg + sig)
+    no_element = seq(seq(version + subj + spki), alg, sig)
     # One attribute whose value set holds two values.
-    two = tlv(0x30, tlv(0x06, bytes.fromhex("2a864886f70d010907")) +
-              tlv(0x31, tlv(0x13, b"one") + tlv(0x13, b"two")))
-    two_values = tlv(0x30, tlv(0x30, version + subj + spki + tlv(0xA0, two)) + alg + sig)
+    two = seq(oid("1.2.840.113549.1.9.7"), tlv(0x31, printable("one") + printable("two")))
+    two_values = seq(seq(version, subj, spki, ctx(0, two)), alg, sig)
     # 33 attributes, one more than the list holds.
-    many = b"".join(tlv(0x30, tlv(0x06, bytes([0x2A, 0x03, i])) + tlv(0x31, tlv(0x13, b"v")))
-                    for i in range(33))
-    over = tlv(0x30, tlv(0x30, version + subj + spki + tlv(0xA0, many)) + alg + sig)
+    many = b"".join(seq(oid(f"1.2.3.{i}"), tlv(0x31, printable("v"))) for i in range(33))
+    over = seq(seq(version, subj, spki, ctx(0, many)), alg, sig)
     return {"req_empty_attrs": plain, "req_attrs": with_attrs,
             "req_no_attrs_element": no_element, "req_two_values": two_values,
             "req_33_attrs": over}
