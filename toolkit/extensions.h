@@ -11,9 +11,10 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "asn/asn.h"
-#include "types/certificate.h"
+#include "../asn/asn.h"
+#include "../types/certificate.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // OID content bytes of keyUsage, subjectAltName and issuerAltName.
@@ -95,6 +96,7 @@ int32_t tc_extract_CLN(char** out, const Extension* extension);
 
 // The allocator of the texts and records made here. Defaults to malloc; tests
 // replace it to reach the out-of-memory paths.
-extern void* (*extensions_malloc)(size_t size);
+[[gnu::visibility("hidden")]] extern void* (*extensions_malloc)(size_t size);  // test hook
 
 }  // namespace qel
+#pragma GCC visibility pop

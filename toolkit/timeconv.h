@@ -12,8 +12,9 @@
 #include <cstdint>
 #include <ctime>
 
-#include "asn/asn.h"
+#include "../asn/asn.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // A span of seconds split into units; the field order is fixed.
@@ -64,7 +65,8 @@ int32_t zone_offset(const uint8_t* text, int32_t length);
 
 // The allocators behind tc_encode_utctime and smh2str. They default to
 // malloc and calloc; tests replace them to reach the out-of-memory paths.
-extern void* (*timeconv_malloc)(size_t size);
-extern void* (*timeconv_calloc)(size_t count, size_t size);
+[[gnu::visibility("hidden")]] extern void* (*timeconv_malloc)(size_t size);  // test hooks
+[[gnu::visibility("hidden")]] extern void* (*timeconv_calloc)(size_t count, size_t size);
 
 }  // namespace qel
+#pragma GCC visibility pop
