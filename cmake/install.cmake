@@ -37,7 +37,7 @@ if(QEL_TOOL)
   configure_file(doc/qeldumpcert.1 ${PROJECT_BINARY_DIR}/qeldumpcert.1 @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/qeldumpcert.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 endif()
-install(FILES LICENSE NOTICE CHANGELOG.md README.md
+install(FILES LICENSE NOTICE CHANGELOG.md README.md LICENSES/Apache-2.0.txt
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
 
 # cpack -G DEB: one package with the program, the libraries and what a
