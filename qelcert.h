@@ -2,6 +2,8 @@
 // catalogue and the toolkit. Everything lives in namespace qel.
 #pragma once
 
+#include "version.h"
+
 #include "asn/asn.h"
 #include "asn/engine.h"
 
@@ -12,6 +14,7 @@
 #include "types/request.h"
 #include "types/oraddress.h"
 #include "types/messages.h"
+#include "types/catalogue.h"
 
 #include "toolkit/codes.h"
 #include "toolkit/md5.h"

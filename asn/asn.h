@@ -17,6 +17,9 @@
 #include <cstddef>
 #include <cstdint>
 
+// The library builds with hidden visibility; what its public headers declare
+// between push(default) and pop is its exported interface.
+#pragma GCC visibility push(default)
 namespace qel {
 
 // Result codes stored in the result word.
@@ -198,3 +201,4 @@ extern int32_t globalDebugLevel;
 int32_t trace_prim(const uint8_t* bytes, int32_t count, int32_t indent);
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -13,8 +13,9 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "asn/asn.h"
+#include "asn.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 enum class Shape : uint8_t { Primitive, Sequence, SequenceOf, SetOf, Choice };
@@ -57,11 +58,13 @@ enum : uint16_t {
 // free record lies in its own first word; records come from the heap one by
 // one and never go back to it, so a record handed out is always a heap block
 // of its own.
+#pragma GCC visibility push(hidden)  // the pools and the engine stay inside the library
 struct FreeList {
   void* head = nullptr;
   void* take(size_t size);
   void give(void* record, size_t size);
 };
+#pragma GCC visibility pop
 
 struct TypeDesc;
 
@@ -136,6 +139,7 @@ constexpr int32_t held(const List& list) {
   return list.count <= 0 ? 0 : list.count > capacity ? capacity : list.count;
 }
 
+#pragma GCC visibility push(hidden)
 namespace engine {
 
 extern const TypeOps sequence_ops;
@@ -198,6 +202,7 @@ constexpr uint32_t checked_offset(size_t offset) {
 }
 
 }  // namespace engine
+#pragma GCC visibility pop
 
 // Descriptors of the primitives, for use in tables.
 extern const TypeDesc INTEGER_desc;
@@ -287,3 +292,4 @@ size_t type_registry_size();
   constinit const TypeDesc X##_desc = engine::choice(#X, sizeof(X), &X##_pool, X##_alts);
 
 }  // namespace qel
+#pragma GCC visibility pop

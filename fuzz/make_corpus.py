@@ -6,8 +6,8 @@ fuzz/der_schema_corpus/: valid encodings of each type of the test schema
 fuzz/der_registry_corpus/: pieces of a few certificates (whole certificate,
 TBS part, names, validity, key, extensions, primitives), some hand-made
 elements and pieces of the other families' test fixtures, each preceded by
-the octet that picks the type from the registry (types/registry.cpp, read
-here so the indices follow the table).
+the octet that picks the type from the registry (types/registry.cpp and
+types/catalogue.h, read here so the indices follow the table).
 fuzz/certificate_list_corpus/, fuzz/pkcs7_corpus/, fuzz/general_names_corpus/:
 fixtures of those families, whole.
 
@@ -113,7 +113,9 @@ def schema_corpus():
 
 def registry_names():
     with open(os.path.join(ROOT, "types", "registry.cpp")) as f:
-        return re.findall(r"&(\w+)_desc", f.read())
+        primitives = re.findall(r"&(\w+)_desc", f.read())
+    with open(os.path.join(ROOT, "types", "catalogue.h")) as f:
+        return primitives + re.findall(r"F\((\w+)\)", f.read())
 
 
 def certificate_pieces(der):

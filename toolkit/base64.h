@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // tc_encode_base64 writes the base64 text of `size` bytes at `data`, with
@@ -23,3 +24,4 @@ int tc_encode_base64(char** text, uint32_t* length, const uint8_t* data, uint32_
 int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text);
 
 }  // namespace qel
+#pragma GCC visibility pop

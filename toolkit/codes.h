@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 enum : int32_t {
@@ -46,3 +47,4 @@ extern const err_row err2str2[ERR2STR2_ROWS];
 const char* CharErr(unsigned code);
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -10,10 +10,11 @@
 
 #include <cstdint>
 
-#include "types/certificate.h"
-#include "types/names.h"
-#include "toolkit/dname.h"
+#include "../types/certificate.h"
+#include "../types/names.h"
+#include "dname.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // Byte-exact comparison: RDNs in order, the values of one RDN as a set.
@@ -36,3 +37,4 @@ int32_t tc_compare_dname(const Name* a, const Name* b);
 int32_t tc_isSelfSigned(const Certificate* certificate);
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -14,11 +14,12 @@
 
 #include <cstdint>
 
-#include "asn/asn.h"
-#include "types/certificate.h"
-#include "types/names.h"
-#include "types/request.h"
+#include "../asn/asn.h"
+#include "../types/certificate.h"
+#include "../types/names.h"
+#include "../types/request.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // One known name attribute: text label and the content bytes of its OID.
@@ -110,3 +111,4 @@ int32_t tc_free_dName(dName* name);
 int32_t tc_encode_Name(Name* name, const dName* dn);
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -11,9 +11,10 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "asn/asn.h"
-#include "types/certificate.h"
+#include "../asn/asn.h"
+#include "../types/certificate.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // OID content bytes of keyUsage, subjectAltName and issuerAltName.
@@ -94,3 +95,4 @@ int32_t tc_extract_CDP(char** out, const Extension* extension);
 int32_t tc_extract_CLN(char** out, const Extension* extension);
 
 }  // namespace qel
+#pragma GCC visibility pop

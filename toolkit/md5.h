@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 struct MD5Context {
@@ -30,3 +31,4 @@ void MD5Final(MD5Context* context);
 void Transform(uint32_t state[4], const uint32_t block[16]);
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -12,8 +12,9 @@
 #include <cstdint>
 #include <ctime>
 
-#include "asn/asn.h"
+#include "../asn/asn.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // A span of seconds split into units; the field order is fixed.
@@ -63,3 +64,4 @@ uint32_t tm_to_seconds(const struct tm* record);
 int32_t zone_offset(const uint8_t* text, int32_t length);
 
 }  // namespace qel
+#pragma GCC visibility pop

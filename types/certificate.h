@@ -1,9 +1,10 @@
 // X.509 certificates around their names.
 #pragma once
 
-#include "asn/engine.h"
-#include "types/names.h"
+#include "../asn/engine.h"
+#include "names.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
@@ -84,3 +85,4 @@ QEL_DECLARE_TYPE(Certificate)
 QEL_DECLARE_TYPE(RSAKey)
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -1,9 +1,10 @@
 // X.509 certificate revocation lists.
 #pragma once
 
-#include "asn/engine.h"
-#include "types/certificate.h"
+#include "../asn/engine.h"
+#include "certificate.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // RevokedCertificate ::= SEQUENCE { userCertificate INTEGER, revocationDate Time,
@@ -45,3 +46,4 @@ QEL_DECLARE_TYPE(TBSCertList)
 QEL_DECLARE_TYPE(CertificateList)
 
 }  // namespace qel
+#pragma GCC visibility pop

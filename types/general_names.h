@@ -1,10 +1,11 @@
 // General names and CRL distribution points, decoded from extension values.
 #pragma once
 
-#include "asn/engine.h"
-#include "types/names.h"
-#include "types/oraddress.h"
+#include "../asn/engine.h"
+#include "names.h"
+#include "oraddress.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // anotherName ::= SEQUENCE { typeId OBJECT IDENTIFIER, value [0] EXPLICIT ANY }
@@ -51,3 +52,4 @@ QEL_DECLARE_TYPE(DistributionPoint)
 QEL_DECLARE_TYPE(CRLDistPointsSyntax)
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -2,11 +2,12 @@
 // caller unpacks the inner type in a step of its own.
 #pragma once
 
-#include "asn/engine.h"
-#include "types/certificate.h"
-#include "types/crl.h"
-#include "types/names.h"
+#include "../asn/engine.h"
+#include "certificate.h"
+#include "crl.h"
+#include "names.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // ContentInfo ::= SEQUENCE { contentType OBJECT IDENTIFIER, content [0] EXPLICIT ANY OPTIONAL }
@@ -158,3 +159,4 @@ QEL_DECLARE_TYPE(DigestInfo)
 QEL_DECLARE_TYPE(EncryptedData)
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -2,8 +2,9 @@
 // (tag, length and content); the toolkit reads inside them.
 #pragma once
 
-#include "asn/engine.h"
+#include "../asn/engine.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // AttributeValueAssertion ::= SEQUENCE { attributeType OBJECT IDENTIFIER, attributeValue ANY }
@@ -42,3 +43,4 @@ QEL_DECLARE_TYPE(Attributes)
 QEL_DECLARE_TYPE(DirectoryString)
 
 }  // namespace qel
+#pragma GCC visibility pop

@@ -2,8 +2,9 @@
 // alternative of a general name.
 #pragma once
 
-#include "asn/engine.h"
+#include "../asn/engine.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // CountryName, AdministrationDomainName, PrivateDomainName ::=
@@ -79,3 +80,4 @@ QEL_DECLARE_TYPE(ExtensionAttributes)
 QEL_DECLARE_TYPE(ORAddress)
 
 }  // namespace qel
+#pragma GCC visibility pop

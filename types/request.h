@@ -1,10 +1,11 @@
 // PKCS#10 certification requests.
 #pragma once
 
-#include "asn/engine.h"
-#include "types/certificate.h"
-#include "types/names.h"
+#include "../asn/engine.h"
+#include "certificate.h"
+#include "names.h"
 
+#pragma GCC visibility push(default)
 namespace qel {
 
 // CertificationRequestInfo ::= SEQUENCE { version INTEGER, subject Name,
@@ -29,3 +30,4 @@ QEL_DECLARE_TYPE(CertificationRequestInfo)
 QEL_DECLARE_TYPE(CertificationRequest)
 
 }  // namespace qel
+#pragma GCC visibility pop
