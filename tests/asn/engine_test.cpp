@@ -263,7 +263,7 @@ const TypeOps huge_ops{[](const TypeDesc* d) { return std::calloc(1, d->record_s
                        OCTET_STRING_desc.ops->size, OCTET_STRING_desc.ops->pack,
                        OCTET_STRING_desc.ops->uip};
 const TypeDesc Huge_desc{"Huge", Shape::Primitive, 0, 0xFFFFFFF0u, &huge_ops, nullptr,
-                         nullptr, 0, 0, nullptr, 0, 0, 0, nullptr, 0};
+                         0, 0, nullptr, 0, 0, 0, nullptr, 0};
 QEL_CHOICE_RECORD(Hungry);
 QEL_CHOICE(Hungry, QEL_ALT(0x04, "huge", Huge))
 
@@ -338,7 +338,7 @@ void fib_pack(const TypeDesc*, uint8_t** cursor, void* v, int32_t, int32_t*) {
 const TypeOps fib_ops{nullptr, [](const TypeDesc*, void*) {}, nullptr, fib_size, fib_pack,
                       nullptr};
 const TypeDesc Fib_desc{"Fib", Shape::Primitive, 0, sizeof(Fib), &fib_ops, nullptr,
-                        nullptr, 0, 0, nullptr, 0, 0, 0, nullptr, 0};
+                        0, 0, nullptr, 0, 0, 0, nullptr, 0};
 struct Holder {
   Fib fib;
 };
