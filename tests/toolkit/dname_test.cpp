@@ -18,10 +18,10 @@ using namespace qel::tst;
 // Failing allocations on demand: malloc, calloc and realloc wrap glibc's own,
 // and the nth call after arming returns null; `live_blocks` counts what is
 // allocated and not freed. Sanitizer builds keep their allocator and skip.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define QEL_NO_FAIL_ALLOC 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define QEL_NO_FAIL_ALLOC 1
 #endif
 #endif

@@ -20,15 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> der_files(const fs::path& dir) {
-  std::vector<std::string> out;
-  if (fs::is_directory(dir))
-    for (const auto& e : fs::directory_iterator(dir))
-      if (e.path().extension() == ".der") out.push_back(e.path().string());
-  std::sort(out.begin(), out.end());
-  return out;
-}
-
 std::string fixture(const std::string& name) { return hex(read_file("certs/" + name + ".der")); }
 
 TEST(CertificateRoundTrip, EveryFixture) {
