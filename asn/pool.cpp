@@ -24,9 +24,15 @@ constexpr size_t kGrain = 16;
 constexpr size_t kSmallClasses = 32;  // 16, 32, ... 512 octets
 constexpr size_t kSmallLimit = kGrain * kSmallClasses;
 constexpr size_t kLargeSlots = 4;     // big records (long lists), by exact size
-constexpr size_t kBudget = 256 * 1024;  // octets each cache may keep per thread
+// Octets each cache may keep per thread: enough for a revocation list of
+// 2,048 entries with an extension on every other one.
+constexpr size_t kRecordBudget = 512 * 1024;
+constexpr size_t kOctetBudget = 256 * 1024;
 
+// A kept record holds the link in its first word and, in its second, how
+// many of its leading octets may be non-zero.
 struct Cache {
+  size_t budget;
   void* heads[kSmallClasses + 1];  // by class; the link lies in a block's first word
   struct Large {
     void* block;
@@ -43,7 +49,7 @@ struct Caches {
   bool closed;  // the thread is ending: no more caching
 };
 
-constinit thread_local Caches caches{};
+constinit thread_local Caches caches{{kRecordBudget, {}, {}, 0}, {kOctetBudget, {}, {}, 0}, false, false};
 
 void release(Cache& c) {
   for (void*& head : c.heads) {
@@ -91,7 +97,7 @@ void* pop(Cache& c, size_t k) {
 
 // Keeps a block of class k; false when the budget is spent.
 bool push(Cache& c, void* block, size_t k) {
-  if (caches.closed || c.kept + k * kGrain > kBudget) return false;
+  if (caches.closed || c.kept + k * kGrain > c.budget) return false;
   std::memcpy(block, &c.heads[k], sizeof(void*));
   // The link stays readable, so that leak checkers can follow the list.
   QEL_POISON(static_cast<char*>(block) + sizeof(void*), k * kGrain - sizeof(void*));
@@ -99,6 +105,8 @@ bool push(Cache& c, void* block, size_t k) {
   c.kept += k * kGrain;
   return true;
 }
+
+constexpr size_t kHead = 2 * sizeof(size_t);  // link and dirty count of a kept record
 
 }  // namespace
 
@@ -111,7 +119,11 @@ void* take_record(size_t size) {
   Cache& c = caches.records;
   if (size <= kSmallLimit) {
     const size_t k = class_of(size > 0 ? size : 1);
-    if (void* record = pop(c, k)) return std::memset(record, 0, k * kGrain);
+    if (void* record = pop(c, k)) {
+      size_t dirty;
+      std::memcpy(&dirty, static_cast<char*>(record) + sizeof(void*), sizeof dirty);
+      return std::memset(record, 0, dirty);
+    }
     arm();
     return std::calloc(1, k * kGrain);
   }
@@ -132,10 +144,13 @@ void give_record(void* record, size_t size, size_t dirty) {
   if (record == nullptr) return;
   Cache& c = caches.records;
   if (size <= kSmallLimit) {
-    if (!push(c, record, class_of(size > 0 ? size : 1))) std::free(record);
+    const size_t k = class_of(size > 0 ? size : 1);
+    dirty = dirty < kHead ? kHead : dirty > k * kGrain ? k * kGrain : dirty;
+    std::memcpy(static_cast<char*>(record) + sizeof(void*), &dirty, sizeof dirty);
+    if (!push(c, record, k)) std::free(record);
     return;
   }
-  if (!caches.closed && c.kept + size <= kBudget) {
+  if (!caches.closed && c.kept + size <= c.budget) {
     for (Cache::Large& slot : c.large) {
       if (slot.block != nullptr) continue;
       slot = Cache::Large{record, size, dirty < size ? dirty : size};
