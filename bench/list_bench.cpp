@@ -42,6 +42,15 @@ X509_NAME* name(const char* common_name) {
   return n;
 }
 
+template <class T>
+Bytes der_of(T* object, int (*i2d)(const T*, unsigned char**)) {
+  unsigned char* der = nullptr;
+  const int size = i2d(object, &der);
+  Bytes out(der, der + (size > 0 ? size : 0));
+  OPENSSL_free(der);
+  return out;
+}
+
 // A signed list of `entries` revoked serials of 16 random octets, every
 // other one with a reason code, and a CRL number.
 Bytes make_crl(int entries) {
@@ -77,10 +86,7 @@ Bytes make_crl(int entries) {
   ASN1_INTEGER_free(number);
   X509_CRL_sort(crl);
   X509_CRL_sign(crl, key(), EVP_sha256());
-  unsigned char* der = nullptr;
-  const int size = i2d_X509_CRL(crl, &der);
-  Bytes out(der, der + (size > 0 ? size : 0));
-  OPENSSL_free(der);
+  Bytes out = der_of(crl, i2d_X509_CRL);
   ASN1_TIME_free(now);
   ASN1_TIME_free(next);
   X509_CRL_free(crl);
@@ -195,10 +201,7 @@ Bytes make_signed_data() {
   sk_X509_push(others, make_cert("Root", 3));
   BIO* data = BIO_new_mem_buf("signed content", -1);
   PKCS7* p7 = PKCS7_sign(signer, key(), others, data, PKCS7_BINARY);
-  unsigned char* der = nullptr;
-  const int size = i2d_PKCS7(p7, &der);
-  Bytes out(der, der + (size > 0 ? size : 0));
-  OPENSSL_free(der);
+  Bytes out = der_of(p7, i2d_PKCS7);
   PKCS7_free(p7);
   BIO_free(data);
   sk_X509_pop_free(others, X509_free);
