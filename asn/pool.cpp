@@ -76,8 +76,8 @@ struct ReleaseAtExit {
 };
 thread_local ReleaseAtExit release_at_exit;
 
-// Called before the first block a thread takes from the heap, so that its
-// caches are emptied when it ends.
+// Called before a thread keeps its first block, so that its caches are
+// emptied when it ends.
 inline void arm() {
   if (caches.armed) return;
   caches.armed = true;
@@ -98,6 +98,7 @@ void* pop(Cache& c, size_t k) {
 // Keeps a block of class k; false when the budget is spent.
 bool push(Cache& c, void* block, size_t k) {
   if (caches.closed || c.kept + k * kGrain > c.budget) return false;
+  arm();
   std::memcpy(block, &c.heads[k], sizeof(void*));
   // The link stays readable, so that leak checkers can follow the list.
   QEL_POISON(static_cast<char*>(block) + sizeof(void*), k * kGrain - sizeof(void*));
@@ -124,7 +125,6 @@ void* take_record(size_t size) {
       std::memcpy(&dirty, static_cast<char*>(record) + sizeof(void*), sizeof dirty);
       return std::memset(record, 0, dirty);
     }
-    arm();
     return std::calloc(1, k * kGrain);
   }
   for (Cache::Large& slot : c.large) {
@@ -136,7 +136,6 @@ void* take_record(size_t size) {
     slot = Cache::Large{};
     return record;
   }
-  arm();
   return std::calloc(1, size);
 }
 
@@ -153,6 +152,7 @@ void give_record(void* record, size_t size, size_t dirty) {
   if (!caches.closed && c.kept + size <= c.budget) {
     for (Cache::Large& slot : c.large) {
       if (slot.block != nullptr) continue;
+      arm();
       slot = Cache::Large{record, size, dirty < size ? dirty : size};
       QEL_POISON(record, size);
       c.kept += size;
@@ -166,7 +166,6 @@ uint8_t* take_octets(size_t size) {
   if (size > kSmallLimit) return static_cast<uint8_t*>(std::malloc(size));
   const size_t k = class_of(size > 0 ? size : 1);
   if (void* block = pop(caches.octets, k)) return static_cast<uint8_t*>(block);
-  arm();
   return static_cast<uint8_t*>(std::malloc(k * kGrain));
 }
 

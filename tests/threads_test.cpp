@@ -47,7 +47,8 @@ std::string answer(const Bytes& der, std::vector<Certificate*>& trees) {
     out += text_of(code, text);
   }
   char* ldap = nullptr;
-  out += text_of(tc_extract_dname_ldap(&ldap, cert, 1), ldap);
+  const int32_t ldap_code = tc_extract_dname_ldap(&ldap, cert, 1);
+  out += text_of(ldap_code, ldap);
   out += std::to_string(tc_retrieve_Extensions(cert, kExtensionsOfCertificate));
   Extension_Results* r = Get_Extension_Results();
   for (char* t : {r->subjectAltName, r->issuerAltName, r->crlDistPoint, r->crlNumber})
