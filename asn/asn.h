@@ -194,8 +194,8 @@ int32_t put_bit_string(BIT_STRING* value, const uint8_t* data, uint32_t size, in
 // Trace of primitive values, to standard error. The two settings are the
 // calling thread's own; each thread starts with both at 0.
 
-extern thread_local int32_t trace_level;
-extern thread_local int32_t globalDebugLevel;
+extern thread_local constinit int32_t trace_level;
+extern thread_local constinit int32_t globalDebugLevel;
 int32_t trace_prim(const uint8_t* bytes, int32_t count, int32_t indent);
 
 }  // namespace qel

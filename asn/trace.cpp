@@ -5,8 +5,8 @@
 
 namespace qel {
 
-thread_local int32_t trace_level = 0;
-thread_local int32_t globalDebugLevel = 0;
+thread_local constinit int32_t trace_level = 0;
+thread_local constinit int32_t globalDebugLevel = 0;
 
 namespace {
 

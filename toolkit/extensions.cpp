@@ -101,7 +101,7 @@ int32_t append_name(FixedText<kSanTextLimit>& text, const GeneralName* name) {
 
 }  // namespace
 
-thread_local tc_extension_row tc_extension_table[kExtensionRows + 1] = {
+thread_local constinit tc_extension_row tc_extension_table[kExtensionRows + 1] = {
     {{0x55, 0x1D, 0x11, 0x00}, tc_extract_SAN, nullptr},  // subjectAltName
     {{0x55, 0x1D, 0x12, 0x00}, tc_extract_SAN, nullptr},  // issuerAltName
     {{0x55, 0x1D, 0x1F, 0x00}, tc_extract_CDP, nullptr},  // cRLDistributionPoints

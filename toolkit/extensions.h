@@ -37,7 +37,7 @@ struct tc_extension_row {
 // subjectAltName, issuerAltName, cRLDistributionPoints, cRLNumber, then a
 // row with a null handler that ends every walk.
 inline constexpr int32_t kExtensionRows = 4;
-extern thread_local tc_extension_row tc_extension_table[kExtensionRows + 1];
+extern thread_local constinit tc_extension_row tc_extension_table[kExtensionRows + 1];
 
 // The texts of one retrieval; each null when absent. The record owns them.
 // keyUsage has no row and so stays null.
