@@ -1,5 +1,10 @@
 // The certificate library's whole public API: the DER runtime, the type
 // catalogue and the toolkit. Everything lives in namespace qel.
+//
+// Threads: any number may use the library at once, each on trees of its own;
+// a record may be released on another thread than the one that decoded it.
+// Released records, the encoder's size memo, the result slots of
+// tc_extension_table and the trace settings are per thread.
 #pragma once
 
 #include "version.h"

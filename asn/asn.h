@@ -194,10 +194,11 @@ QEL_DECLARE_OPERATIONS(BIT_STRING)
 int32_t put_bit_string(BIT_STRING* value, const uint8_t* data, uint32_t size, int32_t unused);
 
 // ---------------------------------------------------------------------------
-// Trace of primitive values, to standard error.
+// Trace of primitive values, to standard error. The two settings are the
+// calling thread's own; each thread starts with both at 0.
 
-extern int32_t trace_level;
-extern int32_t globalDebugLevel;
+extern thread_local constinit int32_t trace_level;
+extern thread_local constinit int32_t globalDebugLevel;
 int32_t trace_prim(const uint8_t* bytes, int32_t count, int32_t indent);
 
 }  // namespace qel

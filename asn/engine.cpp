@@ -80,6 +80,8 @@ int32_t field_size(const FieldDesc& f, void* member) {
 // parent's address but not its descriptor.
 class SizeMemo {
  public:
+  ~SizeMemo() { std::free(slots_); }
+
   bool active() const { return active_; }
 
   void begin() {
@@ -161,7 +163,7 @@ class SizeMemo {
   bool active_ = false;
 };
 
-SizeMemo size_memo;
+thread_local SizeMemo size_memo;
 
 // Content size of a constructed record through the memo.
 template <class Compute>
@@ -570,51 +572,20 @@ bool element_here(const uint8_t** cursor, const uint8_t* limit, int32_t tag, boo
   return any_tag || **cursor == static_cast<uint8_t>(tag);
 }
 
-// Constructed records up to this size are kept on their type's free list, as
-// the records of the primitives are: a decode makes many of them. Larger
-// ones (the big lists) go back to the heap.
-constexpr uint32_t kPooledRecord = 512;
+void* constructed_make(const TypeDesc* d) { return detail::take_record(d->record_size); }
 
-void* constructed_make(const TypeDesc* d) {
-  if (d->pool == nullptr || d->record_size > kPooledRecord) {
-    return detail::allocate_zeroed(1, d->record_size);
-  }
-  return d->pool->take(d->record_size);
-}
-
+// After its release a list record holds nothing but its count: every slot
+// below the count was emptied, and none above it was ever filled.
 void constructed_drop(const TypeDesc* d, void* v) {
   if (v == nullptr) return;
   d->ops->dip(d, v);
-  if (d->pool == nullptr || d->record_size > kPooledRecord) return std::free(v);
-  d->pool->give(v, d->record_size);
+  const bool list = d->shape == Shape::SequenceOf || d->shape == Shape::SetOf;
+  detail::give_record(v, d->record_size, list ? d->items_offset : d->record_size);
 }
 
 }  // namespace
 
 }  // namespace qel::engine
-
-namespace qel {
-
-void* FreeList::take(size_t size) {
-  // A record from the list counts as an allocation too, so that a test can
-  // fail it whatever the list holds.
-  if (detail::allocation_fails()) return nullptr;
-  void* record = head;
-  if (record == nullptr) return std::calloc(1, size);
-  QEL_UNPOISON(record, size);
-  std::memcpy(&head, record, sizeof(void*));
-  std::memset(record, 0, size);
-  return record;
-}
-
-void FreeList::give(void* record, size_t size) {
-  std::memcpy(record, &head, sizeof(void*));
-  // The link stays readable, so that leak checkers can follow the list.
-  QEL_POISON(static_cast<char*>(record) + sizeof(void*), size - sizeof(void*));
-  head = record;
-}
-
-}  // namespace qel
 
 namespace qel::engine {
 

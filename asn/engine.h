@@ -54,18 +54,6 @@ enum : uint16_t {
   TYPE_HAS_REQUIRED = 1u << 1,
 };
 
-// A process-wide free list of released records of one size. The link of a
-// free record lies in its own first word; records come from the heap one by
-// one and never go back to it, so a record handed out is always a heap block
-// of its own.
-#pragma GCC visibility push(hidden)  // the pools and the engine stay inside the library
-struct FreeList {
-  void* head = nullptr;
-  void* take(size_t size);
-  void give(void* record, size_t size);
-};
-#pragma GCC visibility pop
-
 struct TypeDesc;
 
 // The seven operations over an untyped record.
@@ -103,7 +91,6 @@ struct TypeDesc {
   uint16_t flags;
   uint32_t record_size;
   const TypeOps* ops;
-  FreeList* pool;  // released records of a constructed type, null for none
   // Sequence.
   const FieldDesc* fields;
   uint32_t field_count;
@@ -163,7 +150,7 @@ inline constexpr bool is_optional(const FieldDesc& f) {
 }
 
 template <size_t N>
-constexpr TypeDesc sequence(const char* name, uint32_t record_size, FreeList* pool,
+constexpr TypeDesc sequence(const char* name, uint32_t record_size,
                             const FieldDesc (&fields)[N]) {
   uint32_t trailing = 0;
   bool required = false;
@@ -174,23 +161,23 @@ constexpr TypeDesc sequence(const char* name, uint32_t record_size, FreeList* po
     }
   }
   return TypeDesc{name, Shape::Sequence, static_cast<uint16_t>(required ? TYPE_HAS_REQUIRED : 0),
-                  record_size, &sequence_ops, pool, fields, static_cast<uint32_t>(N), trailing,
+                  record_size, &sequence_ops, fields, static_cast<uint32_t>(N), trailing,
                   nullptr, 0, 0, 0, nullptr, 0};
 }
 
 constexpr uint32_t kMaxSetOfCapacity = 256;
 
-constexpr TypeDesc list(const char* name, Shape shape, uint32_t record_size, FreeList* pool,
+constexpr TypeDesc list(const char* name, Shape shape, uint32_t record_size,
                         const TypeDesc* element, uint8_t element_tag, uint32_t capacity,
                         uint32_t items_offset) {
-  return TypeDesc{name, shape, 0, record_size, &list_ops, pool, nullptr, 0, 0,
+  return TypeDesc{name, shape, 0, record_size, &list_ops, nullptr, 0, 0,
                   element, element_tag, capacity, items_offset, nullptr, 0};
 }
 
 template <size_t N>
-constexpr TypeDesc choice(const char* name, uint32_t record_size, FreeList* pool,
+constexpr TypeDesc choice(const char* name, uint32_t record_size,
                           const AltDesc (&alts)[N]) {
-  return TypeDesc{name, Shape::Choice, TYPE_ANY_TAG, record_size, &choice_ops, pool, nullptr, 0, 0,
+  return TypeDesc{name, Shape::Choice, TYPE_ANY_TAG, record_size, &choice_ops, nullptr, 0, 0,
                   nullptr, 0, 0, 0, alts, static_cast<uint32_t>(N)};
 }
 
@@ -272,13 +259,11 @@ size_t type_registry_size();
 // Descriptor definitions for the three shapes.
 #define QEL_SEQUENCE(X, ...)                                 \
   static constexpr FieldDesc X##_fields[] = {__VA_ARGS__};   \
-  static FreeList X##_pool;                                  \
-  constinit const TypeDesc X##_desc = engine::sequence(#X, sizeof(X), &X##_pool, X##_fields);
+  constinit const TypeDesc X##_desc = engine::sequence(#X, sizeof(X), X##_fields);
 
 #define QEL_LIST_(X, shape, T, element_tag)                                                    \
-  static FreeList X##_pool;                                                                    \
   constinit const TypeDesc X##_desc = engine::list(                                            \
-      #X, shape, sizeof(X), &X##_pool, &T##_desc, element_tag,                                            \
+      #X, shape, sizeof(X), &T##_desc, element_tag,                                            \
       static_cast<uint32_t>(sizeof(X::items) / sizeof(X::items[0])), offsetof(X, items));      \
   static_assert(std::is_same_v<decltype(X::count), int32_t> && offsetof(X, count) == 0);
 #define QEL_SEQUENCE_OF(X, T, element_tag) QEL_LIST_(X, Shape::SequenceOf, T, element_tag)
@@ -288,8 +273,7 @@ size_t type_registry_size();
 
 #define QEL_CHOICE(X, ...)                                 \
   static constexpr AltDesc X##_alts[] = {__VA_ARGS__};     \
-  static FreeList X##_pool;                                \
-  constinit const TypeDesc X##_desc = engine::choice(#X, sizeof(X), &X##_pool, X##_alts);
+  constinit const TypeDesc X##_desc = engine::choice(#X, sizeof(X), X##_alts);
 
 }  // namespace qel
 #pragma GCC visibility pop

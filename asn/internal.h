@@ -6,6 +6,7 @@
 
 #include "asn/asn.h"
 #include "asn/engine.h"
+#include "asn/pool.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QEL_ASAN 1
@@ -26,14 +27,11 @@
 namespace qel {
 
 
-// The free list of one primitive's records.
+// The records of one primitive.
 template <class T>
 struct Pool {
-  static constexpr size_t kSize = sizeof(T) < sizeof(void*) ? sizeof(void*) : sizeof(T);
-  static inline FreeList list;
-
-  static T* take() { return static_cast<T*>(list.take(kSize)); }
-  static void give(T* record) { list.give(record, kSize); }
+  static T* take() { return static_cast<T*>(detail::take_record(sizeof(T))); }
+  static void give(T* record) { detail::give_record(record, sizeof(T)); }
 };
 
 // The tag and length of the element at the position: the first step of every

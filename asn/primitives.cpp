@@ -30,7 +30,7 @@ constexpr uint32_t record_size(uint32_t size) {
 
 constexpr TypeDesc primitive(const char* name, uint32_t size, const TypeOps* ops,
                              uint16_t flags = 0) {
-  return TypeDesc{name, Shape::Primitive, flags, record_size(size), ops, nullptr, nullptr, 0, 0,
+  return TypeDesc{name, Shape::Primitive, flags, record_size(size), ops, nullptr, 0, 0,
                   nullptr, 0, 0, 0, nullptr, 0};
 }
 

@@ -66,7 +66,7 @@ int32_t put_int_val(vbl_blk* value, int32_t number) {
   if (value == nullptr) return -1;
   dip_vbl_blk(value);
   value->length = 0;
-  auto* bytes = static_cast<uint8_t*>(detail::allocate(4));
+  auto* bytes = detail::take_octets(4);
   if (bytes == nullptr) return -1;
   for (int i = 3; i >= 0; --i) {
     bytes[i] = static_cast<uint8_t>(number & 0xFF);
@@ -168,11 +168,13 @@ BIT_STRING* new_BIT_STRING() { return Pool<BIT_STRING>::take(); }
 void dip_BIT_STRING(BIT_STRING* value) {
   if (value == nullptr) return;
   if (value->bytes != nullptr) {
+    int32_t held = value->length;
     if (value->offset != 0) {
       value->bytes -= 1;
+      held += 1;
       value->offset = 0;
     }
-    std::free(value->bytes);
+    detail::give_octets(value->bytes, held);
   }
   value->bytes = nullptr;
 }
@@ -219,7 +221,7 @@ int32_t put_bit_string(BIT_STRING* value, const uint8_t* data, uint32_t size, in
   *value = BIT_STRING{};
   if (size > 0) {
     if (data == nullptr || size > 0x7FFFFFFEu) return -1;
-    auto* bytes = static_cast<uint8_t*>(detail::allocate(size));
+    auto* bytes = detail::take_octets(size);
     if (bytes == nullptr) return -1;
     std::memcpy(bytes, data, size);
     value->bytes = bytes;

@@ -5,8 +5,8 @@
 
 namespace qel {
 
-int32_t trace_level = 0;
-int32_t globalDebugLevel = 0;
+thread_local constinit int32_t trace_level = 0;
+thread_local constinit int32_t globalDebugLevel = 0;
 
 namespace {
 

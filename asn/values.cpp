@@ -14,7 +14,7 @@ vbl_blk* new_vbl_blk() { return Pool<vbl_blk>::take(); }
 
 void dip_vbl_blk(vbl_blk* value) {
   if (value == nullptr) return;
-  std::free(value->bytes);
+  detail::give_octets(value->bytes, value->length);
   value->bytes = nullptr;
 }
 
@@ -37,7 +37,7 @@ int32_t put_str_val(vbl_blk* value, const uint8_t* data, uint32_t size) {
   value->length = 0;
   if (size == 0) return 0;
   if (data == nullptr || size > 0x7FFFFFFFu) return -1;
-  auto* bytes = static_cast<uint8_t*>(detail::allocate(size));
+  auto* bytes = detail::take_octets(size);
   if (bytes == nullptr) return -1;
   std::memcpy(bytes, data, size);
   value->bytes = bytes;
@@ -74,11 +74,11 @@ int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8
   if (h.outcome != ElementHeader::kGood) return 0;
   const uint8_t* pos = h.content;
   const uint32_t n = h.length;
-  std::free(bytes);
+  detail::give_octets(bytes, length);
   bytes = nullptr;
   length = static_cast<int32_t>(n);
   if (n > 0) {
-    bytes = static_cast<uint8_t*>(detail::allocate(n));
+    bytes = detail::take_octets(n);
     if (bytes == nullptr) {
       *cursor = pos;
       return 0;
@@ -195,9 +195,9 @@ int32_t uip_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const ui
   const uint8_t* start = *cursor;
   const uint8_t* pos = h.content;
   const uint32_t n = h.length;
-  std::free(value->bytes);
+  detail::give_octets(value->bytes, value->length);
   const size_t total = static_cast<size_t>(pos - start) + n;
-  value->bytes = static_cast<uint8_t*>(detail::allocate(total));
+  value->bytes = detail::take_octets(total);
   if (value->bytes != nullptr) std::memcpy(value->bytes, start, total);
   value->length = static_cast<int32_t>(total);
   *cursor = pos + n;

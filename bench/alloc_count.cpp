@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-uint64_t bench_allocations = 0;
+thread_local uint64_t bench_allocations = 0;
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QEL_BENCH_SANITIZED 1

@@ -1,12 +1,12 @@
 // Decoding and encoding whole certificates, side by side with OpenSSL and
-// with a floor: a plain walk over the same DER that allocates one small node
-// per element. Two sets: the fixture certificates and, where present, the
+// with the floor of bench/floor.h. Two sets: the fixture certificates and, where present, the
 // CA certificates of the system. Each benchmark reports the time per
 // certificate ("per_cert") and, outside sanitizer builds, the heap
 // allocations per certificate ("allocs").
 #include <benchmark/benchmark.h>
 
 #include "bench/alloc_count.h"
+#include "bench/floor.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -26,6 +26,9 @@
 #endif
 
 namespace {
+
+using qel_bench::floor_pass;
+using qel_bench::keep;
 
 namespace fs = std::filesystem;
 using Bytes = std::vector<uint8_t>;
@@ -51,14 +54,6 @@ Bytes pem_to_der(const std::string& pem) {
     if ((count += 6) >= 8) der.push_back(static_cast<uint8_t>(bits >> (count -= 8)));
   }
   return der;
-}
-
-// Keeps a value alive for the optimizer without letting it assume the value
-// changed: the read-write form of DoNotOptimize is miscompiled by g++ 12
-// under ASan, handing back a garbage pointer.
-template <class T>
-void keep(const T& value) {
-  benchmark::DoNotOptimize(value);
 }
 
 bool openssl_parses(const Bytes& der) {
@@ -130,51 +125,6 @@ void run(benchmark::State& state, const std::vector<Bytes>& certs, Pass pass) {
 }
 
 // ---------------------------------------------------------------------------
-// Floor: one heap node per element, children linked below constructed ones.
-
-struct Node {
-  const uint8_t* content;
-  uint32_t length;
-  uint8_t tag;
-  Node* child;
-  Node* next;
-};
-
-// Parses the elements in [p, end) into a sibling list; null when none or
-// malformed.
-Node* walk(const uint8_t* p, const uint8_t* end) {
-  Node* first = nullptr;
-  Node** link = &first;
-  while (p + 2 <= end) {
-    const uint8_t tag = *p++;
-    uint32_t length = *p++;
-    if (length & 0x80) {
-      const uint32_t count = length & 0x7F;
-      if (count > 4 || p + count > end) break;
-      length = 0;
-      for (uint32_t i = 0; i < count; ++i) length = (length << 8) | *p++;
-    }
-    if (length > static_cast<uint64_t>(end - p)) break;
-    auto* node = static_cast<Node*>(std::malloc(sizeof(Node)));
-    *node = Node{p, length, tag, nullptr, nullptr};
-    if (tag & 0x20) node->child = walk(p, p + length);
-    *link = node;
-    link = &node->next;
-    p += length;
-  }
-  return first;
-}
-
-void release(Node* node) {
-  while (node != nullptr) {
-    Node* next = node->next;
-    release(node->child);
-    std::free(node);
-    node = next;
-  }
-}
-
-// ---------------------------------------------------------------------------
 // Benchmarks. The argument picks the set: 0 fixtures, 1 CA certificates.
 
 void BM_QelDecode(benchmark::State& state) {
@@ -191,12 +141,22 @@ void BM_QelDecode(benchmark::State& state) {
 void BM_FloorWalk(benchmark::State& state) {
   const auto& certs = certificate_set(static_cast<int>(state.range(0)));
   run(state, certs, [&] {
-    for (const Bytes& der : certs) {
-      Node* tree = walk(der.data(), der.data() + der.size());
-      keep(tree);
-      release(tree);
-    }
+    for (const Bytes& der : certs) floor_pass(der.data(), der.size());
   });
+}
+
+// The CA set decoded on 1 and 2 threads at once, each thread over the whole
+// set; items_per_second is the throughput of all threads together.
+void BM_QelDecodeThreads(benchmark::State& state) {
+  const auto& certs = certificate_set(1);
+  for (auto _ : state) {
+    for (const Bytes& der : certs) {
+      qel::Certificate* tree = qel::tc_unpack_cert(der.data(), static_cast<uint32_t>(der.size()));
+      keep(tree);
+      qel::drop_Certificate(tree);
+    }
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * certs.size()));
 }
 
 // Trees made beforehand; the buffer is the caller's and reused.
@@ -273,6 +233,7 @@ void BM_OpenSSLEncodeCached(benchmark::State& state) { openssl_encode(state, fal
 
 BENCHMARK(BM_QelDecode)->Arg(0)->Arg(1);
 BENCHMARK(BM_FloorWalk)->Arg(0)->Arg(1);
+BENCHMARK(BM_QelDecodeThreads)->Threads(1)->Threads(2)->UseRealTime();
 BENCHMARK(BM_QelEncode)->Arg(0)->Arg(1);
 #ifdef QEL_HAVE_OPENSSL
 BENCHMARK(BM_OpenSSLDecode)->Arg(0)->Arg(1);

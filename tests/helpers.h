@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -120,6 +121,16 @@ inline Bytes read_file(const std::string& path) {
   std::ifstream in(path[0] == '/' ? path : std::string(QEL_TEST_DATA) + "/" + path,
                    std::ios::binary);
   return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+// The .der files of a folder, sorted; none when the folder is absent.
+inline std::vector<std::string> der_files(const std::filesystem::path& dir) {
+  std::vector<std::string> out;
+  if (std::filesystem::is_directory(dir))
+    for (const auto& e : std::filesystem::directory_iterator(dir))
+      if (e.path().extension() == ".der") out.push_back(e.path().string());
+  std::sort(out.begin(), out.end());
+  return out;
 }
 
 // A copy in a heap block of exactly its size (one octet when empty, so that an

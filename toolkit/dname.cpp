@@ -1,4 +1,5 @@
 // Distinguished names as text, and the attribute table behind the labels.
+#include "asn/pool.h"
 #include "toolkit/codes.h"
 #include "toolkit/dname.h"
 #include "toolkit/text.h"
@@ -164,7 +165,7 @@ int32_t tc_set_ava(AttributeValueAssertion* ava, const uint8_t* oid, int32_t oid
   const uint32_t total = size + 1u + static_cast<uint32_t>(length_size(size));
   uint8_t* bytes = nullptr;
   if (put_str_val(&type, oid, static_cast<uint32_t>(oidLength)) != 0 || total > 0x7FFFFFFFu ||
-      (bytes = static_cast<uint8_t*>(detail::allocate(total))) == nullptr) {
+      (bytes = detail::take_octets(total)) == nullptr) {
     dip_vbl_blk(&type);
     type.length = 0;
     return TC_MEMORY;

@@ -100,7 +100,7 @@ int32_t append_name(FixedText<kSanTextLimit>& text, const GeneralName* name) {
 
 }  // namespace
 
-tc_extension_row tc_extension_table[kExtensionRows + 1] = {
+thread_local constinit tc_extension_row tc_extension_table[kExtensionRows + 1] = {
     {{0x55, 0x1D, 0x11, 0x00}, tc_extract_SAN, nullptr},  // subjectAltName
     {{0x55, 0x1D, 0x12, 0x00}, tc_extract_SAN, nullptr},  // issuerAltName
     {{0x55, 0x1D, 0x1F, 0x00}, tc_extract_CDP, nullptr},  // cRLDistributionPoints
@@ -205,8 +205,25 @@ int32_t tc_extract_CLN(char** out, const Extension* extension) {
   return *out != nullptr ? TC_SUCCESS : TC_MEMORY;
 }
 
+namespace {
+
+// Releases the texts left in the calling thread's slots when it ends.
+struct SlotsAtExit {
+  ~SlotsAtExit() {
+    for (tc_extension_row* row = tc_extension_table; row->handler != nullptr; ++row) {
+      std::free(row->result);
+      row->result = nullptr;
+    }
+  }
+  void arm() {}
+};
+thread_local SlotsAtExit slots_at_exit;
+
+}  // namespace
+
 int32_t tc_retrieve_Extensions(const void* record, int32_t kind) {
   if (record == nullptr || kind > 2) return TC_INVALID_ARGUMENTS;
+  slots_at_exit.arm();
   for (tc_extension_row* row = tc_extension_table; row->handler != nullptr; ++row) {
     std::free(row->result);
     row->result = nullptr;

@@ -4,8 +4,9 @@
 // and leaves a text in the row's result slot. Get_Extension_Results moves the
 // slots' texts into an Extension_Results record.
 //
-// The slots are process-wide and unlocked: one retrieval and its results run
-// to their end before the next starts.
+// Every thread has a table of its own, so threads retrieve side by side; on
+// one thread a retrieval and its results run to their end before the next
+// starts. Texts a thread leaves in its slots are released when it ends.
 #pragma once
 
 #include <cstddef>
@@ -37,7 +38,7 @@ struct tc_extension_row {
 // subjectAltName, issuerAltName, cRLDistributionPoints, cRLNumber, then a
 // row with a null handler that ends every walk.
 inline constexpr int32_t kExtensionRows = 4;
-extern tc_extension_row tc_extension_table[kExtensionRows + 1];
+extern thread_local constinit tc_extension_row tc_extension_table[kExtensionRows + 1];
 
 // The texts of one retrieval; each null when absent. The record owns them.
 // keyUsage has no row and so stays null.

@@ -246,7 +246,7 @@ void fib_pack(const TypeDesc*, uint8_t** cursor, void* v, int32_t, int32_t*) {
 const TypeOps fib_ops{nullptr, [](const TypeDesc*, void*) {}, nullptr, fib_size, fib_pack,
                       nullptr};
 const TypeDesc Fib_desc{"Fib", Shape::Primitive, 0, sizeof(Fib), &fib_ops, nullptr,
-                        nullptr, 0, 0, nullptr, 0, 0, 0, nullptr, 0};
+                        0, 0, nullptr, 0, 0, 0, nullptr, 0};
 struct Holder {
   Fib fib;
 };

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "asn/pool.h"
 #include "qelcert.h"
 #include "tests/helpers.h"
 

@@ -19,15 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> der_files(const fs::path& dir) {
-  std::vector<std::string> out;
-  if (fs::is_directory(dir))
-    for (const auto& e : fs::directory_iterator(dir))
-      if (e.path().extension() == ".der") out.push_back(e.path().string());
-  std::sort(out.begin(), out.end());
-  return out;
-}
-
 // Under CI (QEL_CI set) missing test data is a failure, elsewhere a skip.
 void skip_unless_ci(const std::string& why) {
   if (std::getenv("QEL_CI") != nullptr) FAIL() << why;
