@@ -74,7 +74,7 @@ int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8
   if (h.outcome != ElementHeader::kGood) return 0;
   const uint8_t* pos = h.content;
   const uint32_t n = h.length;
-  detail::give_octets(bytes, length);
+  if (bytes != nullptr) detail::give_octets(bytes, length);
   bytes = nullptr;
   length = static_cast<int32_t>(n);
   if (n > 0) {
