@@ -54,7 +54,8 @@ ElementHeader read_element(const uint8_t** cursor, const uint8_t* limit, int32_t
   const uint8_t* pos = *cursor;
   if (pos >= limit || (tag != kAnyTag && *pos != static_cast<uint8_t>(tag))) return absent;
   ++pos;
-  const uint32_t n = get_lth(&pos, limit);
+  // Short lengths, nearly all of them, are read here without a call.
+  const uint32_t n = pos < limit && *pos < 0x80 ? *pos++ : get_lth(&pos, limit);
   const bool cut_off = n == LENGTH_PAST_LIMIT && pos == limit;
   if (fixed_length != kAnyLength && n != fixed_length && !cut_off)
     return set_err(err, bad_length), refused;  // the position stays at the tag
