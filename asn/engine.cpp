@@ -275,7 +275,7 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
       return;
     case Form::Optional: {
       void*& p = pointer_at(v, f.offset);
-      t_drop(f.type, p);
+      if (p != nullptr) t_drop(f.type, p);
       p = unpack(f.type, cursor, end, f.tag, err);
       return;
     }
@@ -532,8 +532,8 @@ int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const 
   const uint8_t octet = **cursor;
   const AltDesc* alt = find_alt(d, octet);
   if (alt == nullptr) return set_err(err, ASN_BAD_CHOICE), 0;
-  choice_dip(d, v);
   ChoiceHead& c = choice_of(v);
+  if (c.value != nullptr) choice_dip(d, v);  // a fresh record holds nothing to release
   c.tag = octet;
   if (alt->flags & ALT_WRAPPED) {
     const uint32_t n = take_tag(cursor, octet, limit);

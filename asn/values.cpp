@@ -54,7 +54,8 @@ ElementHeader read_element(const uint8_t** cursor, const uint8_t* limit, int32_t
   const uint8_t* pos = *cursor;
   if (pos >= limit || (tag != kAnyTag && *pos != static_cast<uint8_t>(tag))) return absent;
   ++pos;
-  const uint32_t n = get_lth(&pos, limit);
+  // Short lengths, nearly all of them, are read here without a call.
+  const uint32_t n = pos < limit && *pos < 0x80 ? *pos++ : get_lth(&pos, limit);
   const bool cut_off = n == LENGTH_PAST_LIMIT && pos == limit;
   if (fixed_length != kAnyLength && n != fixed_length && !cut_off)
     return set_err(err, bad_length), refused;  // the position stays at the tag
@@ -74,7 +75,7 @@ int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8
   if (h.outcome != ElementHeader::kGood) return 0;
   const uint8_t* pos = h.content;
   const uint32_t n = h.length;
-  detail::give_octets(bytes, length);
+  if (bytes != nullptr) detail::give_octets(bytes, length);
   bytes = nullptr;
   length = static_cast<int32_t>(n);
   if (n > 0) {
