@@ -87,32 +87,33 @@ PSS_PARAMS = seq(ctx(0, seq(oid(SHA256), NULL)),
                  ctx(1, seq(oid(MGF1), seq(oid(SHA256), NULL))),
                  ctx(2, integer(0)))
 
+
+def pkcs1(h):
+    return lambda k, d: k.sign(d, padding.PKCS1v15(), h())
+
+
+def ecdsa(h):
+    return lambda k, d: k.sign(d, ec.ECDSA(h(), deterministic_signing=True))
+
+
 # name -> (AlgorithmIdentifier, signer(key, data))
 ALGS = {
-    "rsa-sha256": (seq(oid(RSA_SHA256), NULL),
-                   lambda k, d: k.sign(d, padding.PKCS1v15(), hashes.SHA256())),
-    "rsa-sha1": (seq(oid(RSA_SHA1), NULL),
-                 lambda k, d: k.sign(d, padding.PKCS1v15(), hashes.SHA1())),
-    "rsa-sha384": (seq(oid(RSA_SHA384), NULL),
-                   lambda k, d: k.sign(d, padding.PKCS1v15(), hashes.SHA384())),
-    "rsa-sha512": (seq(oid(RSA_SHA512), NULL),
-                   lambda k, d: k.sign(d, padding.PKCS1v15(), hashes.SHA512())),
+    "rsa-sha256": (seq(oid(RSA_SHA256), NULL), pkcs1(hashes.SHA256)),
+    "rsa-sha1": (seq(oid(RSA_SHA1), NULL), pkcs1(hashes.SHA1)),
+    "rsa-sha384": (seq(oid(RSA_SHA384), NULL), pkcs1(hashes.SHA384)),
+    "rsa-sha512": (seq(oid(RSA_SHA512), NULL), pkcs1(hashes.SHA512)),
     # RSASSA-PSS with a salt of 0 octets keeps the signature deterministic.
     "rsa-pss": (seq(oid(RSA_PSS), PSS_PARAMS),
                 lambda k, d: k.sign(d, padding.PSS(padding.MGF1(hashes.SHA256()), 0),
                                     hashes.SHA256())),
     # A made-up algorithm whose parameters are a SEQUENCE; signed as rsa-sha256.
     "private-seq": (seq(oid(PRIVATE + ".1.1"), seq(integer(7), ia5("corpus"))),
-                    lambda k, d: k.sign(d, padding.PKCS1v15(), hashes.SHA256())),
+                    pkcs1(hashes.SHA256)),
     # The RSA OID with absent parameters.
-    "rsa-noparams": (seq(oid(RSA_SHA256)),
-                     lambda k, d: k.sign(d, padding.PKCS1v15(), hashes.SHA256())),
-    "ecdsa-sha256": (seq(oid(ECDSA_SHA256)),
-                     lambda k, d: k.sign(d, ec.ECDSA(hashes.SHA256(), deterministic_signing=True))),
-    "ecdsa-sha384": (seq(oid(ECDSA_SHA384)),
-                     lambda k, d: k.sign(d, ec.ECDSA(hashes.SHA384(), deterministic_signing=True))),
-    "ecdsa-sha512": (seq(oid(ECDSA_SHA512)),
-                     lambda k, d: k.sign(d, ec.ECDSA(hashes.SHA512(), deterministic_signing=True))),
+    "rsa-noparams": (seq(oid(RSA_SHA256)), pkcs1(hashes.SHA256)),
+    "ecdsa-sha256": (seq(oid(ECDSA_SHA256)), ecdsa(hashes.SHA256)),
+    "ecdsa-sha384": (seq(oid(ECDSA_SHA384)), ecdsa(hashes.SHA384)),
+    "ecdsa-sha512": (seq(oid(ECDSA_SHA512)), ecdsa(hashes.SHA512)),
     "ed25519": (seq(oid(ED25519)), lambda k, d: k.sign(d)),
 }
 

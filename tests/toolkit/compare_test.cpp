@@ -98,29 +98,17 @@ TEST(CompareRdn, OneDirectional) {
   EXPECT_EQ(tc_compare_RDN(rdn(d), rdn(d)), 0);
 }
 
+// The rows of tests/data/dname_comparisons.txt.
 TEST(CompareDName, EntriesInOrderIgnoringCase) {
-  const struct {
-    const char *fault, *a, *b;
-    int32_t result;
-  } cases[] = {
-      {"same entries", "/C=US/CN=Root/", "CN=Root,C=US", 0},
-      {"letter case of values", "/CN=Root/", "/CN=ROOT/", 0},
-      {"letter case of labels", "/cn=Root/", "/CN=Root/", 0},
-      {"entries against none", "/CN=Root/", "//", 1},
-      {"one entry more", "/CN=Root/", "/CN=Root/O=Acme/", 1},
-      {"same value, other attribute", "/CN=Root/", "/O=Root/", 1},
-      {"white space", "/CN=Root/", "/CN=Root /", 1},
-      {"no entries in either", "//", ",", 0},
-      {"entries without a row, same value", "/XX=1/", "/YY=1/", 0},
-      {"entries without a row, other value", "/XX=1/", "/XX=2/", 1},
-      {"entry without a row against one with", "/XX=1/", "/CN=1/", 1},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.fault);
-    dName *a = tc_create_dName(c.a), *b = tc_create_dName(c.b);
+  const auto rows = tst::table("dname_comparisons.txt");
+  EXPECT_EQ(rows.size(), 11u);
+  for (const auto& f : rows) {
+    ASSERT_EQ(f.size(), 4u) << f[0];
+    SCOPED_TRACE(f[0]);
+    dName *a = tc_create_dName(f[1].c_str()), *b = tc_create_dName(f[2].c_str());
     ASSERT_TRUE(a && b);
-    EXPECT_EQ(tc_compare_dName(a, b), c.result);
-    EXPECT_EQ(tc_compare_dName(b, a), c.result);
+    EXPECT_EQ(tc_compare_dName(a, b), std::stoi(f[3]));
+    EXPECT_EQ(tc_compare_dName(b, a), std::stoi(f[3]));
     tc_free_dName(a);
     tc_free_dName(b);
   }
