@@ -71,29 +71,13 @@ def ctx(n, content, constructed=True):
     return tlv((0xA0 if constructed else 0x80) | n, content)
 
 
-# String types of attribute values.
-def printable(s):
-    return tlv(0x13, s.encode("ascii"))
+# String types of attribute values: each takes a text and encodes it.
+def _string(tag, codec):
+    return lambda s: tlv(tag, s.encode(codec))
 
 
-def utf8(s):
-    return tlv(0x0C, s.encode("utf-8"))
-
-
-def t61(s):
-    return tlv(0x14, s.encode("latin-1"))
-
-
-def ia5(s):
-    return tlv(0x16, s.encode("ascii"))
-
-
-def bmp(s):
-    return tlv(0x1E, s.encode("utf-16-be"))
-
-
-def universal(s):
-    return tlv(0x1C, s.encode("utf-32-be"))
+printable, utf8, t61 = _string(0x13, "ascii"), _string(0x0C, "utf-8"), _string(0x14, "latin-1")
+ia5, bmp, universal = _string(0x16, "ascii"), _string(0x1E, "utf-16-be"), _string(0x1C, "utf-32-be")
 
 
 def time(when):
