@@ -7,7 +7,7 @@
 
 #include "toolkit/base64.h"
 #include "toolkit/md5.h"
-#include "asn/alloc.h"
+#include "toolkit/text.h"
 
 namespace qel {
 
@@ -17,16 +17,10 @@ char* fingerPrintCert(const uint8_t* data, uint32_t size, int colons) {
   MD5Update(&context, data, size);
   MD5Final(&context);
 
-  char* text = static_cast<char*>(detail::allocate_zeroed(colons ? 48 : 33, 1));
-  if (text == nullptr) return nullptr;
-  static const char kHex[] = "0123456789abcdef";
-  char* w = text;
-  for (int i = 0; i < 16; ++i) {
-    *w++ = kHex[context.digest[i] >> 4];
-    *w++ = kHex[context.digest[i] & 15];
-    if (colons && i != 15) *w++ = ':';
-  }
-  return text;
+  TextBuilder text;
+  for (int i = 0; i < 16; ++i)
+    text.appendf("%02x%s", context.digest[i], colons && i != 15 ? ":" : "");
+  return text.take();
 }
 
 char* pem_text(const uint8_t* data, uint32_t size, uint32_t* pem_size) {
@@ -37,17 +31,16 @@ char* pem_text(const uint8_t* data, uint32_t size, uint32_t* pem_size) {
   // One line feed behind every full line of 64 and one behind the last,
   // short line; an empty text is a single line feed.
   const uint64_t total = static_cast<uint64_t>(length) + (length == 0 ? 1 : (length + 63) / 64);
-  char* pem = total <= UINT32_MAX ? static_cast<char*>(detail::allocate(total)) : nullptr;
-  if (pem != nullptr) {
-    char* w = pem;
+  char* pem = nullptr;
+  if (total < UINT32_MAX) {
+    TextBuilder text(total + 1);
     for (uint32_t at = 0; at < length; at += 64) {
-      const uint32_t n = length - at < 64 ? length - at : 64;
-      std::memcpy(w, base64 + at, n);
-      w += n;
-      *w++ = '\n';
+      text.append(base64 + at, length - at < 64 ? length - at : 64);
+      text.append('\n');
     }
-    if (length == 0) *w++ = '\n';
-    *pem_size = static_cast<uint32_t>(w - pem);
+    if (length == 0) text.append('\n');
+    pem = text.take();
+    if (pem != nullptr) *pem_size = static_cast<uint32_t>(total);
   }
   std::free(base64);
   return pem;

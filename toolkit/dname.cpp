@@ -35,50 +35,6 @@ const tc_attr_row* row_of_oid(const uint8_t* oid, int32_t available) {
 }
 
 
-// A text that grows by reallocation. On a failed allocation it releases what
-// it holds and stays failed.
-struct TextBuffer {
-  char* data = nullptr;
-  size_t size = 0;
-  size_t room = 0;
-  bool failed = false;
-
-  bool reserve(size_t extra) {
-    if (failed) return false;
-    if (size + extra + 1 <= room) return true;
-    size_t grown = room < 64 ? 64 : room * 2;
-    while (grown < size + extra + 1) grown *= 2;
-    char* bigger = static_cast<char*>(detail::reallocate(data, grown));
-    if (bigger == nullptr) {
-      std::free(data);
-      data = nullptr;
-      failed = true;
-      return false;
-    }
-    data = bigger;
-    room = grown;
-    return true;
-  }
-
-  void append(const void* bytes, size_t count) {
-    if (!reserve(count)) return;
-    if (count > 0) std::memcpy(data + size, bytes, count);
-    size += count;
-    data[size] = '\0';
-  }
-  void append(char c) { append(&c, 1); }
-  void append(const char* text) { append(text, std::strlen(text)); }
-
-  // Hands the text over; null when an allocation failed.
-  char* release() {
-    if (!reserve(0)) return nullptr;
-    data[size] = '\0';
-    char* text = data;
-    data = nullptr;
-    return text;
-  }
-};
-
 const Name* pick_name(const void* record, int32_t selector) {
   if (selector == kDnameRequestSubject)
     return &static_cast<const CertificationRequest*>(record)->certificationRequestInfo.subject;
@@ -199,7 +155,7 @@ int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
                         int32_t bracketed, int32_t reversed) {
   if (sequence == nullptr || out == nullptr) return TC_UNKNOWN;
   *out = nullptr;
-  TextBuffer text;
+  TextBuilder text;
   const int32_t rdns = held(*sequence);
   if (rdns == 0) {
     if (bracketed) {
@@ -232,7 +188,7 @@ int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
       }
     }
   }
-  *out = text.release();
+  *out = text.take();
   return *out != nullptr ? TC_SUCCESS : TC_MEMORY;
 }
 
@@ -270,12 +226,10 @@ int32_t tc_strcpyX(const Certificate* certificate, int32_t useIssuer, int32_t at
     int32_t length = 0;
     const uint8_t* content = nullptr;
     if (tc_get_ava(&tag, &content, &length, &ava.attributeValue) != TC_SUCCESS) length = 0;
-    char* text = static_cast<char*>(detail::allocate_zeroed(static_cast<size_t>(length) + 1, 1));
-    if (text == nullptr) return -1;
-    const size_t copied = text_length(content, length);
-    if (copied > 0) std::memcpy(text, content, copied);
-    *out = text;
-    return 0;
+    TextBuilder text;
+    text.append(content, text_length(content, length));
+    *out = text.take();
+    return *out != nullptr ? 0 : -1;
   }
   return -1;
 }

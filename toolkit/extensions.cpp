@@ -29,47 +29,30 @@ bool starts_with(const OBJECT_ID& id, const uint8_t* oid) {
   return id.length >= 3 && id.bytes != nullptr && std::memcmp(id.bytes, oid, 3) == 0;
 }
 
-
-// Length of the content up to its first zero byte; -1 for a block that has a
-// length but no bytes (a failed allocation), which must not be read.
-int32_t value_text_length(const vbl_blk* block) {
-  if (block == nullptr) return -1;
-  if (block->length <= 0) return 0;
-  if (block->bytes == nullptr) return -1;
-  return static_cast<int32_t>(text_length(block->bytes, block->length));
+// Whether the content of `block` may be read: false for a missing block and
+// for one with a length but no bytes (a failed allocation).
+bool readable(const vbl_blk* block) {
+  return block != nullptr && (block->length <= 0 || block->bytes != nullptr);
 }
 
-char* copy_text(const char* text, size_t length) {
-  auto* copy = static_cast<char*>(detail::allocate(length + 1));
-  if (copy == nullptr) return nullptr;
-  std::memcpy(copy, text, length);
-  copy[length] = '\0';
-  return copy;
+// Decodes the extension's extnValue with `unpack` under `tag`, from its bytes
+// up to its length; `err` gets the decoder's result word. The record, or null,
+// belongs to the caller.
+template <typename Record>
+Record* unpack_value(const Extension& extension,
+                     Record* (*unpack)(const uint8_t**, const uint8_t*, int32_t, int32_t*),
+                     int32_t tag, int32_t& err) {
+  const vbl_blk& value = extension.extnValue;
+  const uint8_t* position = value.bytes;
+  const uint8_t* limit =
+      value.bytes == nullptr ? nullptr : value.bytes + (value.length > 0 ? value.length : 0);
+  err = 0;
+  return unpack(&position, limit, tag, &err);
 }
-
-// A text in a buffer of fixed size, closing zero included. An append that
-// would not fit leaves the text as it was and marks it overflowed.
-template <size_t N>
-struct FixedText {
-  char data[N] = {};
-  size_t size = 0;
-  bool overflowed = false;
-
-  void append(const void* bytes, size_t count) {
-    if (overflowed || count > N - 1 - size) {
-      overflowed = true;
-      return;
-    }
-    if (count > 0) std::memcpy(data + size, bytes, count);
-    size += count;
-    data[size] = '\0';
-  }
-  void append(const char* text) { append(text, std::strlen(text)); }
-};
 
 // Appends one general name in its text form and a slash. TC_SUCCESS, or the
 // code that ends the whole text.
-int32_t append_name(FixedText<kSanTextLimit>& text, const GeneralName* name) {
+int32_t append_name(TextBuilder& text, const GeneralName* name) {
   if (name == nullptr) return TC_MEMORY;
   const char* label = nullptr;
   switch (name->tag) {
@@ -80,21 +63,17 @@ int32_t append_name(FixedText<kSanTextLimit>& text, const GeneralName* name) {
     default: return TC_INVALID_EXTENSION;  // no text form
   }
   const auto* content = static_cast<const vbl_blk*>(name->value);
-  if (name->tag == kTagIp) {
-    // A dotted quad of the first four bytes; a shorter address has no text.
-    if (content == nullptr || (content->length > 0 && content->bytes == nullptr)) return TC_MEMORY;
-    if (content->length < 4) return TC_INVALID_EXTENSION;
-    char quad[20];
-    const uint8_t* b = content->bytes;
-    std::snprintf(quad, sizeof quad, "IP=%u.%u.%u.%u", b[0], b[1], b[2], b[3]);
-    text.append(quad);
-  } else {
-    const int32_t length = value_text_length(content);
-    if (length < 0) return TC_MEMORY;
+  if (!readable(content)) return TC_MEMORY;
+  if (name->tag != kTagIp) {
     text.append(label);
-    text.append(content->bytes, static_cast<size_t>(length));
+    text.append(content->bytes, text_length(content->bytes, content->length));
+    text.append('/');
+    return TC_SUCCESS;
   }
-  text.append("/");
+  // A dotted quad of the first four bytes; a shorter address has no text.
+  if (content->length < 4) return TC_INVALID_EXTENSION;
+  const uint8_t* b = content->bytes;
+  text.appendf("IP=%u.%u.%u.%u/", b[0], b[1], b[2], b[3]);
   return TC_SUCCESS;
 }
 
@@ -113,37 +92,31 @@ int32_t tc_extract_SAN(char** out, const Extension* extension) {
   if (out == nullptr || extension == nullptr) return TC_INVALID_ARGUMENTS;
   if (!starts_with(extension->extnID, idce_17) && !starts_with(extension->extnID, idce_18))
     return TC_INVALID_ARGUMENTS;
-  const vbl_blk& value = extension->extnValue;
-  if (value.length <= 0 || value.bytes == nullptr) return TC_MEMORY;
-  const uint8_t* position = value.bytes;
   int32_t err = 0;
   // A list the decoder stopped early is used as far as it goes.
-  GeneralNames* names = _unpack_GeneralNames(&position, value.bytes + value.length, 0x30, &err);
+  GeneralNames* names = unpack_value(*extension, _unpack_GeneralNames, 0x30, err);
   if (names == nullptr) return TC_MEMORY;
 
-  FixedText<kSanTextLimit> text;
+  TextBuilder text(kSanTextLimit);
   int32_t result = TC_SUCCESS;
   const int32_t count = held(*names);
-  if (count == 0) text.append("//");
-  else text.append("/");
+  text.append(count == 0 ? "//" : "/");
   for (int32_t i = 0; i < count && result == TC_SUCCESS; ++i)
     result = append_name(text, names->items[i]);
   drop_GeneralNames(names);
   if (result != TC_SUCCESS) return result;
+  if (text.out_of_memory()) return TC_MEMORY;
   // A text that would not fit is dropped whole rather than cut short.
-  if (text.overflowed) return TC_INVALID_EXTENSION;
-  *out = copy_text(text.data, text.size);
+  if (text.overflowed()) return TC_INVALID_EXTENSION;
+  *out = text.take();
   return *out != nullptr ? TC_SUCCESS : TC_MEMORY;
 }
 
 int32_t tc_extract_CDP(char** out, const Extension* extension) {
   if (out != nullptr) *out = nullptr;
   if (out == nullptr || extension == nullptr) return TC_INVALID_ARGUMENTS;
-  const vbl_blk& value = extension->extnValue;
-  const uint8_t* position = value.bytes;
-  const uint8_t* limit = value.bytes == nullptr ? nullptr : value.bytes + (value.length > 0 ? value.length : 0);
   int32_t err = 0;
-  CRLDistPointsSyntax* points = _unpack_CRLDistPointsSyntax(&position, limit, 0x30, &err);
+  CRLDistPointsSyntax* points = unpack_value(*extension, _unpack_CRLDistPointsSyntax, 0x30, err);
   if (points == nullptr) return err;
 
   // Only the first name of the first distribution point counts.
@@ -157,18 +130,10 @@ int32_t tc_extract_CDP(char** out, const Extension* extension) {
 
   int32_t result = err;
   if (name != nullptr && name->tag == kTagUri) {
-    const auto* content = static_cast<const vbl_blk*>(name->value);
-    const int32_t length = value_text_length(content);
-    char* text = length < 0 ? nullptr
-                            : static_cast<char*>(detail::allocate(static_cast<size_t>(length) + 7));
-    if (text == nullptr) {
+    TextBuilder text;
+    text.append('/');
+    if (append_name(text, name) != TC_SUCCESS || (*out = text.take()) == nullptr)
       result = TC_MEMORY;
-    } else {
-      std::memcpy(text, "/URI=", 5);
-      if (length > 0) std::memcpy(text + 5, content->bytes, static_cast<size_t>(length));
-      std::memcpy(text + 5 + length, "/", 2);
-      *out = text;
-    }
   } else if (name != nullptr && name->tag == kTagDirectoryName) {
     const auto* directory = static_cast<const Name*>(name->value);
     const auto* sequence = directory != nullptr ? static_cast<const RDNSequence*>(directory->value) : nullptr;
@@ -189,19 +154,16 @@ int32_t tc_extract_CLN(char** out, const Extension* extension) {
   if (out == nullptr || extension == nullptr) return TC_INVALID_ARGUMENTS;
   if (!starts_with(extension->extnID, tc_extension_table[kRowCRLNumber].oid))
     return TC_INVALID_ARGUMENTS;
-  const vbl_blk& value = extension->extnValue;
-  if (value.length <= 0 || value.bytes == nullptr) return TC_UNKNOWN;
-  const uint8_t* position = value.bytes;
   int32_t err = 0;
-  vbl_blk* number = _unpack_INTEGER(&position, value.bytes + value.length, 0x02, &err);
+  vbl_blk* number = unpack_value(*extension, _unpack_INTEGER, 0x02, err);
   if (number == nullptr || err != 0) {
     drop_vbl_blk(number);
     return TC_UNKNOWN;
   }
-  char digits[16];
-  const int length = std::snprintf(digits, sizeof digits, "%u", static_cast<unsigned>(get_int_val(number)));
+  TextBuilder text;
+  text.appendf("%u", static_cast<unsigned>(get_int_val(number)));
   drop_vbl_blk(number);
-  *out = copy_text(digits, static_cast<size_t>(length));
+  *out = text.take();
   return *out != nullptr ? TC_SUCCESS : TC_MEMORY;
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "toolkit/codes.h"
+#include "toolkit/text.h"
 #include "asn/alloc.h"
 
 namespace qel {
@@ -145,23 +146,15 @@ void translate_time(int32_t seconds, smh_time* out) {
 
 char* smh2str(const smh_time* record) {
   if (record == nullptr) return nullptr;
-  // Four pieces of at most 20 characters each ("-2147483648 minutes ").
-  char text[96];
-  size_t used = 0;
+  TextBuilder text;
   const auto piece = [&](int32_t value, const char* unit, const char* tail) {
-    if (value == 0) return;
-    const int n = std::snprintf(text + used, sizeof text - used, "%d %s%s%s", value, unit,
-                                value == 1 ? "" : "s", tail);
-    if (n > 0) used += static_cast<size_t>(n);
+    if (value != 0) text.appendf("%d %s%s%s", value, unit, value == 1 ? "" : "s", tail);
   };
   piece(record->days, "day", " ");
   piece(record->hours, "hour", " ");
   piece(record->minutes, "minute", " ");
   piece(record->seconds, "second", "");
-  char* result = static_cast<char*>(detail::allocate_zeroed(used + 1, 1));
-  if (result == nullptr) return nullptr;
-  std::memcpy(result, text, used);
-  return result;
+  return text.take();
 }
 
 }  // namespace qel
