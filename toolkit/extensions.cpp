@@ -169,14 +169,17 @@ int32_t tc_extract_CLN(char** out, const Extension* extension) {
 
 namespace {
 
+// Releases the texts in the calling thread's slots and empties them.
+void clear_slots() {
+  for (tc_extension_row* row = tc_extension_table; row->handler != nullptr; ++row) {
+    std::free(row->result);
+    row->result = nullptr;
+  }
+}
+
 // Releases the texts left in the calling thread's slots when it ends.
 struct SlotsAtExit {
-  ~SlotsAtExit() {
-    for (tc_extension_row* row = tc_extension_table; row->handler != nullptr; ++row) {
-      std::free(row->result);
-      row->result = nullptr;
-    }
-  }
+  ~SlotsAtExit() { clear_slots(); }
   void arm() {}
 };
 thread_local SlotsAtExit slots_at_exit;
@@ -186,10 +189,7 @@ thread_local SlotsAtExit slots_at_exit;
 int32_t tc_retrieve_Extensions(const void* record, int32_t kind) {
   if (record == nullptr || kind > 2) return TC_INVALID_ARGUMENTS;
   slots_at_exit.arm();
-  for (tc_extension_row* row = tc_extension_table; row->handler != nullptr; ++row) {
-    std::free(row->result);
-    row->result = nullptr;
-  }
+  clear_slots();
   const Extensions* list = nullptr;
   if (kind == kExtensionsOfCertificate)
     list = static_cast<const Certificate*>(record)->tbsCertificate.extensions;

@@ -31,6 +31,19 @@ bool is_leap(int64_t year) { return year % 4 == 0 && (year % 100 != 0 || year % 
 // Leap years in [1, year] for year >= 0.
 int64_t leaps_through(int64_t year) { return year / 4 - year / 100 + year / 400; }
 
+// A cleared calendar record with `years` since 1900 and the month, day, hour
+// and minute of the four two-digit fields at `fields`.
+struct tm calendar(int32_t years, const uint8_t* fields) {
+  struct tm record;
+  std::memset(&record, 0, sizeof record);
+  record.tm_year = years;
+  record.tm_mon = two_digits(fields) - 1;
+  record.tm_mday = two_digits(fields + 2);
+  record.tm_hour = two_digits(fields + 4);
+  record.tm_min = two_digits(fields + 6);
+  return record;
+}
+
 // Shared tail of both decoders: zone at `pos`, then the record's seconds less
 // the zone offset, modulo 2^32.
 uint32_t finish(const struct tm& record, const vbl_blk* time, int32_t pos) {
@@ -77,14 +90,8 @@ int32_t zone_offset(const uint8_t* text, int32_t length) {
 uint32_t tc_decode_UTCTime(const vbl_blk* time) {
   if (time == nullptr || time->bytes == nullptr || time->length < 11) return 0;
   const uint8_t* b = time->bytes;
-  struct tm record;
-  std::memset(&record, 0, sizeof record);
   const int32_t year = two_digits(b);
-  record.tm_year = year < 70 ? year + 100 : year;
-  record.tm_mon = two_digits(b + 2) - 1;
-  record.tm_mday = two_digits(b + 4);
-  record.tm_hour = two_digits(b + 6);
-  record.tm_min = two_digits(b + 8);
+  struct tm record = calendar(year < 70 ? year + 100 : year, b + 2);
   int32_t pos = 10;
   if (is_digit(b[10])) {
     if (time->length < 13) return 0;
@@ -98,13 +105,7 @@ uint32_t tc_decode_GeneralizedTime(const vbl_blk* time) {
   if (time == nullptr || time->bytes == nullptr || time->length < 12) return 0;
   const uint8_t* b = time->bytes;
   const int32_t length = time->length;
-  struct tm record;
-  std::memset(&record, 0, sizeof record);
-  record.tm_year = two_digits(b) * 100 + two_digits(b + 2) - 1900;
-  record.tm_mon = two_digits(b + 4) - 1;
-  record.tm_mday = two_digits(b + 6);
-  record.tm_hour = two_digits(b + 8);
-  record.tm_min = two_digits(b + 10);
+  struct tm record = calendar(two_digits(b) * 100 + two_digits(b + 2) - 1900, b + 4);
   int32_t pos = 12;
   if (pos < length && is_digit(b[pos])) {
     if (length < 14) return 0;
