@@ -34,7 +34,6 @@ const tc_attr_row* row_of_oid(const uint8_t* oid, int32_t available) {
   return nullptr;
 }
 
-
 const Name* pick_name(const void* record, int32_t selector) {
   if (selector == kDnameRequestSubject)
     return &static_cast<const CertificationRequest*>(record)->certificationRequestInfo.subject;
@@ -157,35 +156,30 @@ int32_t tc_format_dname(const RDNSequence* sequence, char** out, char separator,
   *out = nullptr;
   TextBuilder text;
   const int32_t rdns = held(*sequence);
-  if (rdns == 0) {
-    if (bracketed) {
-      text.append(separator);
-      text.append(separator);
-    }
-  } else {
-    if (bracketed) text.append(separator);
-    for (int32_t step = 0; step < rdns; ++step) {
-      const RelativeDistinguishedName* rdn = sequence->items[reversed ? rdns - 1 - step : step];
-      if (rdn == nullptr) continue;
-      // In the last RDN walked of an unbracketed text the separator goes
-      // between values only; everywhere else it follows each value.
-      const bool between = !bracketed && step == rdns - 1;
-      bool first_written = true;
-      for (int32_t v = 0; v < held(*rdn); ++v) {
-        const AttributeValueAssertion* ava = rdn->items[v];
-        const char* label = tc_attr_label(ava);
-        if (label == nullptr) continue;
-        int32_t tag = 0;
-        int32_t length = 0;
-        const uint8_t* content = nullptr;
-        if (tc_get_ava(&tag, &content, &length, &ava->attributeValue) != TC_SUCCESS) length = 0;
-        if (between && !first_written) text.append(separator);
-        text.append(label);
-        text.append('=');
-        text.append(content, text_length(content, length));
-        if (!between) text.append(separator);
-        first_written = false;
-      }
+  // A bracketed text without RDNs is the separator twice.
+  if (bracketed) text.append(separator);
+  if (bracketed && rdns == 0) text.append(separator);
+  for (int32_t step = 0; step < rdns; ++step) {
+    const RelativeDistinguishedName* rdn = sequence->items[reversed ? rdns - 1 - step : step];
+    if (rdn == nullptr) continue;
+    // In the last RDN walked of an unbracketed text the separator goes
+    // between values only; everywhere else it follows each value.
+    const bool between = !bracketed && step == rdns - 1;
+    bool first_written = true;
+    for (int32_t v = 0; v < held(*rdn); ++v) {
+      const AttributeValueAssertion* ava = rdn->items[v];
+      const char* label = tc_attr_label(ava);
+      if (label == nullptr) continue;
+      int32_t tag = 0;
+      int32_t length = 0;
+      const uint8_t* content = nullptr;
+      if (tc_get_ava(&tag, &content, &length, &ava->attributeValue) != TC_SUCCESS) length = 0;
+      if (between && !first_written) text.append(separator);
+      text.append(label);
+      text.append('=');
+      text.append(content, text_length(content, length));
+      if (!between) text.append(separator);
+      first_written = false;
     }
   }
   *out = text.take();
