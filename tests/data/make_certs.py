@@ -12,11 +12,17 @@ running the script again rewrites the same bytes.
 Usage: python3 make_certs.py   (from any directory; needs `cryptography`)
 """
 import datetime as dt
+import ipaddress
 import os
+import ssl
+import subprocess
 import sys
+import tempfile
 
+from cryptography import x509
 from cryptography.hazmat.primitives import hashes, serialization
 from cryptography.hazmat.primitives.asymmetric import ec, ed25519, padding
+from cryptography.x509.oid import NameOID
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
@@ -24,7 +30,8 @@ from der import *  # noqa: E402,F401,F403
 
 AT = dict(C="2.5.4.6", ST="2.5.4.8", L="2.5.4.7", O="2.5.4.10", OU="2.5.4.11", CN="2.5.4.3")
 C, ST, L, O, OU, CN = AT.values()
-EMAIL, SHA256, RSA_SHA256 = "1.2.840.113549.1.9.1", "2.16.840.1.101.3.4.2.1", "1.2.840.113549.1.1.11"
+PKCS9, SHA256, RSA_SHA256 = "1.2.840.113549.1.9.", "2.16.840.1.101.3.4.2.1", "1.2.840.113549.1.1.11"
+EMAIL = PKCS9 + "1"
 PRIVATE = "1.3.6.1.4.1.55555"
 EXT = {k: "2.5.29." + n for k, n in zip(
     "sda ski ku san ian bc nc crldp cp pm aki pc eku freshest inhibit".split(),
@@ -292,8 +299,286 @@ def fixtures():
     return good, bad
 
 
+# ---------------------------------------------------------------------------
+# Name and request fixtures (names/): what the name texts are checked on
+
+NAMES_KEY = ec.derive_private_key(0x1D2C3B4A, ec.SECP256R1())
+DC, UID, GIVEN = "0.9.2342.19200300.100.1.25", "0.9.2342.19200300.100.1.1", "2.5.4.42"
+
+
+def nm(*rdns):
+    """A name of the RDNs given as (oid, value) or, for several values, a list of
+    them; a text value is a UTF8String, a country a PrintableString."""
+    def value(t, v):
+        return v if isinstance(v, bytes) else printable(v) if t == C else utf8(v)
+    return name(*[[(t, value(t, v)) for t, v in (r if isinstance(r, list) else [r])] for r in rdns])
+
+
+def name_fixtures():
+    root = nm((C, "US"), (O, "Acme"), (CN, "Root"))
+    pairs = {
+        "plain": (root, root),  # self-signed, three plain RDNs
+        "multivalued": (root, nm((C, "US"), [(O, "Acme"), (OU, "Sales")], (CN, "Leaf"))),
+        # Attributes without a row: the issuer has nothing else; the subject's
+        # first RDN has no row, so its LDAP text ends in a separator.
+        "norow": (nm((DC, ia5("org")), (DC, ia5("example"))),
+                  nm((DC, ia5("com")), (O, "Acme"), [(CN, "Leaf"), (UID, "jdoe")], (GIVEN, "Jo"))),
+        # Zero bytes inside and at the start of a value.
+        "zerobyte": (root, nm((CN, "ab\x00cd"), (O, "\x00lead"))),
+        # BMPString and UniversalString values start with a zero byte.
+        "bmp": (root, nm((O, "Acme"), (CN, bmp("Root")), (L, universal("Here")))),
+        "empty": (seq(), seq()),
+        # Every row of the table, several string types, a value with a long-form length.
+        "allrows": (root, nm(
+            (CN, "x" * 200), ("2.5.4.4", "Doe"), ("2.5.4.5", printable("1234")), (C, "DE"),
+            (L, "Zürich"), (ST, t61("Bayern")), ("2.5.4.9", "Main St 1"), (O, printable("Acme")),
+            (OU, "Dev"), ("2.5.4.12", "Boss"), ("2.5.4.16", "Box 7"), ("2.5.4.17", "80331"),
+            ("2.5.4.18", "PO 9"), ("2.5.4.20", "+49 1"), ("2.5.4.23", "+49 2"),
+            (EMAIL, ia5("a@b.example")), ("2.5.4.13", "no row"))),
+        # Issuer and subject differ only in letter case.
+        "case": (nm((O, "Acme"), (CN, "Root")), nm((O, "Acme"), (CN, "root"))),
+        # Separators inside values: the slash text does not parse back.
+        "separators": (root, nm((O, "x,y=z"), (CN, "a/b"))),
+    }
+    out = {stem: cert(key=NAMES_KEY, alg="ecdsa-sha256", serial=7, issuer=issuer, subject=subject,
+                      not_after=dt.datetime(2024, 12, 31)) for stem, (issuer, subject) in pairs.items()}
+    # Certification requests; all but req_attrs carry the signature of req_empty_attrs.
+    alg, sign = ALGS["ecdsa-sha256"]
+    head = integer(0) + nm((C, "US"), (CN, "Requester")) + spki(NAMES_KEY)
+    sig = bits(sign(NAMES_KEY, seq(head, ctx(0, b""))))
+    attrs = seq(head, ctx(0, seq(oid(PKCS9 + "7"), set_of(utf8("secret"))) +
+                        seq(oid(PKCS9 + "14"), set_of(seq(ext("bc", seq(), True))))))
+    many = b"".join(seq(oid(f"1.2.3.{i}"), set_of(printable("v"))) for i in range(33))
+    out.update({
+        "req_empty_attrs": seq(seq(head, ctx(0, b"")), alg, sig),
+        "req_attrs": seq(attrs, alg, bits(sign(NAMES_KEY, attrs))),
+        "req_no_attrs_element": seq(seq(head), alg, sig),
+        # One attribute whose value set holds two values.
+        "req_two_values": seq(seq(head, ctx(0, seq(oid(PKCS9 + "7"),
+                                                   tlv(0x31, printable("one") + printable("two"))))), alg, sig),
+        "req_33_attrs": seq(seq(head, ctx(0, many)), alg, sig),  # one more than the list holds
+    })
+    return out
+
+
+# ---------------------------------------------------------------------------
+# The other families (families/): O/R addresses, general names, revocation
+# lists, PKCS#7. X.sorted.der is what X.der must encode to where that differs.
+
+
+def signed(body, signed_as=None):
+    return seq(body, ALGS["rsa-sha256"][0], bits(ALGS["rsa-sha256"][1](RSA2048, signed_as or body)))
+
+
+def personal(*parts):
+    """PersonalName: surname, given name, initials, generation qualifier."""
+    return seq(*(tlv(0x80 + i, p.encode()) for i, p in enumerate(parts)))
+
+
+def ext_attribute(kind, value):
+    return seq(tlv(0x80, bytes([kind])), ctx(1, value))
+
+
+def or_address(persons, units, domain_attrs, ext_attrs, ordered=True):
+    standard = seq(
+        tlv(0x12, b"276"), printable("ADMD"),               # country (numeric), administration domain
+        tlv(0x80, b"4930123"), tlv(0x81, b"TERM-1"),        # network address, terminal identifier
+        ctx(2, printable("PRMD")), tlv(0x83, b"Qel Test"),  # private domain, organization
+        tlv(0x84, b"0042"),                                 # numeric user identifier
+        set_of(*persons, tag=0xA5, ordered=ordered),        # personal name
+        tlv(0xA6, b"".join(printable(u) for u in units)))   # organizational units
+    return seq(standard, seq(*(seq(printable(t), printable(v)) for t, v in domain_attrs)),
+               set_of(*ext_attrs, ordered=ordered))
+
+
+# Every extension attribute type of X.411 (1 to 23), with a value of its own.
+EXT_ATTRS = [ext_attribute(k, printable("ext%d" % k) if k % 2 else seq(integer(k))) for k in range(1, 24)]
+PERSONS = [personal("Doe", "Jane", "JQ", "III"), personal("Roe")]
+EVERY_ATTRIBUTE = or_address(PERSONS, ["Unit A", "Unit B"], [("type", "value")], EXT_ATTRS)
+
+
+def oraddress_fixtures():
+    return {
+        "every_attribute": EVERY_ATTRIBUTE,
+        "unsorted": or_address(PERSONS[::-1], [], [("t", "v")], EXT_ATTRS[::-1], ordered=False),
+        "unsorted.sorted": or_address(PERSONS[::-1], [], [("t", "v")], EXT_ATTRS[::-1]),
+        "standard_only": seq(seq(printable("DE"))),
+        "empty_standard": seq(seq()),
+        "full": or_address([personal("P%02d" % i) for i in range(32)], ["Unit %02d" % i for i in range(32)],
+                           [("t%02d" % i, "v") for i in range(32)],
+                           [ext_attribute(1 + i % 23, integer(i)) for i in range(256)]),
+    }
+
+
+X_ROOT = x509.Name([x509.NameAttribute(NameOID.COUNTRY_NAME, "DE"),
+                    x509.NameAttribute(NameOID.COMMON_NAME, "Qel Test Root")])
+
+
+def gn_fixtures():
+    san = x509.SubjectAlternativeName([
+        x509.OtherName(x509.ObjectIdentifier("1.3.6.1.4.1.311.20.2.3"), utf8("upn@example.com")),
+        x509.RFC822Name("a@example.com"), x509.DNSName("example.com"),
+        x509.DirectoryName(X_ROOT), x509.UniformResourceIdentifier("https://example.com/"),
+        x509.IPAddress(ipaddress.ip_address("10.0.0.1")), x509.IPAddress(ipaddress.ip_address("2001:db8::1")),
+        x509.RegisteredID(x509.ObjectIdentifier(PRIVATE + ".1"))]).public_bytes()
+    cdp = x509.CRLDistributionPoints([
+        x509.DistributionPoint([x509.UniformResourceIdentifier("http://crl.example.com/a.crl")],
+                               None, None, None),
+        x509.DistributionPoint(None, x509.RelativeDistinguishedName(
+            [x509.NameAttribute(NameOID.COMMON_NAME, "CRL1")]),
+            frozenset([x509.ReasonFlags.key_compromise, x509.ReasonFlags.ca_compromise]),
+            [x509.DirectoryName(X_ROOT)]),
+        x509.DistributionPoint([x509.DirectoryName(X_ROOT)], None, None, None)]).public_bytes()
+    # What the library reads beyond those tools: X.400 addresses and EDI party names.
+    hand = seq(ctx(0, oid(PRIVATE + ".2") + ctx(0, printable("raw"))), rfc822("a@example.com"),
+               dns("example.com"), bytes([0xA3]) + EVERY_ATTRIBUTE[1:], ctx(4, ROOT),
+               ctx(5, ctx(0, printable("Assigner")) + ctx(1, t61("Party"))), ctx(5, ctx(1, printable("Party only"))),
+               uri("ldap://x"), tlv(0x87, bytes(4)), tlv(0x88, oid_content("1.2.3")))
+    return {
+        "san": san, "san_every_form": hand,
+        "san_32": seq(*(dns("h%02d.example" % i) for i in range(32))),
+        "cdp": cdp,
+        "cdp_partial": seq(seq(), seq(tlv(0x81, b"\x07\x80")), seq(ctx(2, uri("http://issuer")))),
+        "cdp_32": seq(*(seq(ctx(0, ctx(0, uri("http://c/%02d" % i)))) for i in range(32))),
+    }
+
+
+def x509_crl(entries, next_update=dt.datetime(2034, 1, 1), extensions=True):
+    builder = (x509.CertificateRevocationListBuilder().issuer_name(X_ROOT)
+               .last_update(dt.datetime(2024, 1, 1)).next_update(next_update))
+    for serial in range(1, entries + 1):
+        entry = (x509.RevokedCertificateBuilder().serial_number(serial)
+                 .revocation_date(dt.datetime(2024, 1, 1) + dt.timedelta(seconds=serial)))
+        if extensions and serial <= 2:
+            entry = (entry.add_extension(x509.CRLReason(x509.ReasonFlags.key_compromise), False)
+                     .add_extension(x509.InvalidityDate(dt.datetime(2023, 12, 31)), False))
+        builder = builder.add_revoked_certificate(entry.build())
+    if extensions:
+        builder = builder.add_extension(x509.CRLNumber(7), False).add_extension(
+            x509.AuthorityKeyIdentifier.from_issuer_public_key(RSA2048.public_key()), False)
+    return builder.sign(RSA2048, hashes.SHA256()).public_bytes(serialization.Encoding.DER)
+
+
+def v1_tbs(*after_this_update):
+    return seq(ALGS["rsa-sha256"][0], ROOT, time(dt.datetime(2024, 1, 1)), *after_this_update)
+
+
+ENTRY = seq(integer(5), time(dt.datetime(2024, 1, 1)))
+
+
+def crl_fixtures():
+    # A0 00 for crlExtensions is read and not written again; the signature stays.
+    with_a0 = v1_tbs(seq(ENTRY), ctx(0, b""))
+    return {
+        "v2_utc": x509_crl(3),
+        "v2_generalized": x509_crl(1, next_update=dt.datetime(2051, 1, 1)),
+        "v2_0_entries": x509_crl(0),
+        **{f"v2_{n}_entr{'y' if n == 1 else 'ies'}": x509_crl(n, extensions=False) for n in (1, 100, 2048, 2049)},
+        "v1_minimal": signed(v1_tbs()),
+        "v1_no_next_update": signed(v1_tbs(seq(ENTRY))),
+        "empty_revoked": signed(v1_tbs(time(dt.datetime(2034, 1, 1)), seq())),
+        "empty_extensions": signed(with_a0),
+        "empty_extensions.sorted": signed(v1_tbs(seq(ENTRY)), signed_as=with_a0),
+    }
+
+
+P7 = "1.2.840.113549.1.7."
+DATA, SIGNED, ENVELOPED, SAED, DIGESTED, ENCRYPTED = (P7 + str(i) for i in range(1, 7))
+SHA256_ALG = seq(oid(SHA256), NULL)
+
+
+def content_info(kind, content=None):
+    return seq(oid(kind), *([ctx(0, content)] if content is not None else []))
+
+
+def openssl_messages(signer):
+    """Messages of the `openssl` command; signing times and content keys differ run to run."""
+    other = cert(serial=0x52, subject=dn(CN="Qel Other"))
+    key = RSA2048.private_bytes(serialization.Encoding.PEM, serialization.PrivateFormat.PKCS8,
+                                serialization.NoEncryption())
+    with tempfile.TemporaryDirectory() as tmp:
+        files = {"cert.pem": ssl.DER_cert_to_PEM_cert(signer).encode(), "key.pem": key,
+                 "other.pem": ssl.DER_cert_to_PEM_cert(other).encode(), "crl.der": x509_crl(1),
+                 "msg.txt": b"Hello, families.\n"}
+        cert_, key_, other_, crl, msg = paths = [os.path.join(tmp, n) for n in files]
+        for path, data in zip(paths, files.values()):
+            with open(path, "wb") as f:
+                f.write(data)
+        io = ["-in", msg, "-outform", "DER"]
+        commands = {
+            "cms_signed": ["cms", "-sign", "-nodetach", "-md", "sha256", "-signer", cert_,
+                           "-inkey", key_, "-certfile", other_] + io,
+            "smime_signed": ["smime", "-sign", "-nodetach", "-signer", cert_, "-inkey", key_] + io,
+            "crl2pkcs7": ["crl2pkcs7", "-inform", "DER", "-in", crl, "-certfile", cert_, "-outform", "DER"],
+            "enveloped": ["smime", "-encrypt", "-aes128"] + io + [cert_],
+            "digested": ["cms", "-digest_create", "-md", "sha256"] + io,
+            "encrypted": ["cms", "-EncryptedData_encrypt", "-aes128", "-secretkey",
+                          "00112233445566778899aabbccddeeff"] + io,
+        }
+        return {n: subprocess.run(["openssl"] + c, check=True, capture_output=True).stdout
+                for n, c in commands.items()}
+
+
+def signer_info(serial, unauthenticated=b"", attributes=b""):
+    return seq(integer(1), seq(ROOT, integer(serial)), SHA256_ALG, attributes,
+               seq(oid(RSA_SHA256), NULL), octets(bytes([serial]) * 8), unauthenticated)
+
+
+def recipient_info(serial):
+    return seq(integer(0), seq(ROOT, integer(serial)), seq(oid("1.2.840.113549.1.1.1"), NULL),
+               octets(bytes([serial]) * 8))
+
+
+def encrypted_content(*content):
+    return seq(oid(DATA), seq(oid("2.16.840.1.101.3.4.1.2"), octets(bytes(16))), *content)
+
+
+def attribute(kind, value):
+    return seq(oid(kind), set_of(value))
+
+
+def pkcs7_fixtures():
+    signer = cert(serial=0x51, subject=dn(CN="Qel Signer"))
+    out = openssl_messages(signer)
+    out["data"] = content_info(DATA, octets(b"Hello"))
+    out["oid_only"] = content_info(DATA)
+    # An extended certificate: the signer's certificate with attributes, signed.
+    extended = bytes([0xA0]) + signed(seq(integer(0), signer, set_of(attribute(EMAIL, ia5("e@example.com")))))[1:]
+    crl = signed(v1_tbs())
+    attrs = [attribute(PKCS9 + "3", oid(DATA)), attribute(PKCS9 + "4", octets(bytes(32)))]
+    authenticated = set_of(*attrs, tag=0xA0)
+    unauthenticated = set_of(attribute(PKCS9 + "6", seq()), tag=0xA1)
+    out["signed_and_enveloped"] = content_info(SAED, seq(
+        integer(1), set_of(recipient_info(1)), set_of(SHA256_ALG), encrypted_content(tlv(0x80, b"\x5a" * 16)),
+        set_of(signer, extended, tag=0xA0), set_of(crl, tag=0xA1),
+        set_of(signer_info(1, unauthenticated, authenticated))))
+    algs = [SHA256_ALG, seq(oid("1.3.14.3.2.26"), NULL)]
+    for label, ordered in (("signed_unsorted", False), ("signed_unsorted.sorted", True)):
+        infos = [signer_info(3, attributes=set_of(*attrs[::-1], tag=0xA0, ordered=ordered)),
+                 signer_info(2, attributes=authenticated), signer_info(1)]
+        out[label] = seq(integer(1), set_of(*algs, ordered=ordered), content_info(DATA),
+                         set_of(extended, signer, tag=0xA0, ordered=ordered),
+                         set_of(signed(v1_tbs(time(dt.datetime(2030, 1, 1)))), crl, tag=0xA1, ordered=ordered),
+                         set_of(*infos, ordered=ordered))
+    out["signed_full"] = seq(
+        integer(1), set_of(*(seq(oid(PRIVATE + ".3.%d" % i)) for i in range(32))), content_info(DATA),
+        set_of(*(cert(serial=i + 1) for i in range(32)), tag=0xA0),
+        set_of(*(signed(v1_tbs(seq(seq(integer(i), time(dt.datetime(2024, 1, 1)))))) for i in range(32)), tag=0xA1),
+        set_of(*(signer_info(i + 1) for i in range(32))))
+    out["enveloped_full"] = seq(integer(0), set_of(*(recipient_info(i + 1) for i in range(32))), encrypted_content())
+    out["digest_info"] = seq(SHA256_ALG, octets(bytes(32)))
+    return out
+
+
 if __name__ == "__main__":
     good, bad = fixtures()
     write(os.path.join(HERE, "certs"), good)
     write(os.path.join(HERE, "bad"), bad)
+    write(os.path.join(HERE, "names"), name_fixtures())
+    families = os.path.join(HERE, "families")
+    for sub, items in (("oraddress", oraddress_fixtures()), ("gn", gn_fixtures()),
+                       ("crl", crl_fixtures()), ("pkcs7", pkcs7_fixtures())):
+        write(os.path.join(families, sub), items)
+    write(families, {"rsa_key": RSA2048.public_key().public_bytes(serialization.Encoding.DER,
+                                                                  serialization.PublicFormat.PKCS1)})
     print(f"{len(good)} certificates in {os.path.join(HERE, 'certs')}", file=sys.stderr)
