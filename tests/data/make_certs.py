@@ -1,19 +1,21 @@
 #!/usr/bin/env python3
-"""Writes the certificate fixtures of the tests: certs/*.der, all canonical DER,
-and bad/*.der, certificates with one structural fault each.
+"""Writes the DER fixtures of the tests beside this script: certs/*.der, all
+canonical, and bad/*.der, certificates with one structural fault each; names/,
+the certificates and requests the name texts are checked on; families/, the
+general names, revocation lists, O/R addresses and PKCS#7 messages.
 
-Every certificate is assembled element by element here, so that the fixtures
-can hold what certificate builders never write (version 1, unique
-identifiers, an explicit FALSE `critical`, odd parameters, empty names).
-The keys sign for real: RSA keys are kept in keys/, EC and Ed25519 keys come
-from fixed scalars, and every signature used here is deterministic, so
-running the script again rewrites the same bytes.
+Certificates are assembled element by element, so that they can hold what
+certificate builders never write (version 1, unique identifiers, an explicit
+FALSE `critical`, odd parameters, empty names). The keys sign for real: RSA
+keys are kept in keys/, the others come from fixed scalars, and signatures are
+deterministic, so a new run rewrites the same bytes except in the messages the
+`openssl` command signs or encrypts.
 
-Usage: python3 make_certs.py   (from any directory; needs `cryptography`)
+Usage: python3 make_certs.py   (from any directory; needs `cryptography` and `openssl`)
 """
 import datetime as dt
 import ipaddress
-import os
+import pathlib
 import ssl
 import subprocess
 import sys
@@ -22,16 +24,15 @@ import tempfile
 from cryptography import x509
 from cryptography.hazmat.primitives import hashes, serialization
 from cryptography.hazmat.primitives.asymmetric import ec, ed25519, padding
-from cryptography.x509.oid import NameOID
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, HERE)
+HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE))
 from der import *  # noqa: E402,F401,F403
 
 AT = dict(C="2.5.4.6", ST="2.5.4.8", L="2.5.4.7", O="2.5.4.10", OU="2.5.4.11", CN="2.5.4.3")
 C, ST, L, O, OU, CN = AT.values()
 PKCS9, SHA256, RSA_SHA256 = "1.2.840.113549.1.9.", "2.16.840.1.101.3.4.2.1", "1.2.840.113549.1.1.11"
-EMAIL = PKCS9 + "1"
+EMAIL, GIVEN, UID, DC = PKCS9 + "1", "2.5.4.42", "0.9.2342.19200300.100.1.1", "0.9.2342.19200300.100.1.25"
 PRIVATE = "1.3.6.1.4.1.55555"
 EXT = {k: "2.5.29." + n for k, n in zip(
     "sda ski ku san ian bc nc crldp cp pm aki pc eku freshest inhibit".split(),
@@ -44,12 +45,8 @@ EXT.update(aia="1.3.6.1.5.5.7.1.1", sia="1.3.6.1.5.5.7.1.11", ns_comment="2.16.8
 # Keys and signing
 
 
-def rsa_key(size):
-    with open(os.path.join(HERE, "keys", f"rsa{size}.pem"), "rb") as f:
-        return serialization.load_pem_private_key(f.read(), password=None)
-
-
-RSA1024, RSA2048, RSA3072 = rsa_key(1024), rsa_key(2048), rsa_key(3072)
+RSA1024, RSA2048, RSA3072 = (serialization.load_pem_private_key((HERE / f"keys/rsa{n}.pem").read_bytes(), None)
+                              for n in (1024, 2048, 3072))
 P256 = ec.derive_private_key(0x5EED1E55 * 7919, ec.SECP256R1())
 P384 = ec.derive_private_key(0xC0FFEE * 104729, ec.SECP384R1())
 P521 = ec.derive_private_key(0xBADC0DE * 15485863, ec.SECP521R1())
@@ -92,14 +89,18 @@ ALGS.update({
 # Names and extensions
 
 
-def name(*rdns):
-    """Each RDN is a list of (oid, encoded value)."""
-    return seq(*(set_of(*(seq(oid(t), v) for t, v in rdn)) for rdn in rdns))
+def name(*rdns, text=utf8):
+    """RDNs given as (oid, value) or, for several values, a list of them; a value
+    given as text is encoded by `text`, a country's as a PrintableString."""
+    def value(t, v):
+        return v if isinstance(v, bytes) else printable(v) if t == C else text(v)
+    return seq(*(set_of(*(seq(oid(t), value(t, v)) for t, v in (r if isinstance(r, list) else [r])))
+                 for r in rdns))
 
 
 def dn(**kw):
     """Single-valued RDNs of PrintableStrings in argument order."""
-    return name(*[[(AT[k], printable(v))] for k, v in kw.items()])
+    return name(*[(AT[k], v) for k, v in kw.items()], text=printable)
 
 
 ROOT = dn(C="DE", O="Qel Test", CN="Qel Test Root")
@@ -232,26 +233,22 @@ def fixtures():
         "utc_1950": ec_cert(not_before=day(1950, 1, 1)),
         # Names.
         "name_multivalued_rdn": cert(subject=name(
-            [(C, printable("DE"))], [(O, utf8("Qel")), (OU, utf8("Tests")), (L, printable("Berlin"))],
-            [(CN, printable("multi")), ("0.9.2342.19200300.100.1.1", utf8("u1"))])),
+            (C, "DE"), [(O, "Qel"), (OU, "Tests"), (L, printable("Berlin"))], [(CN, printable("multi")), (UID, "u1")])),
         "name_strings": cert(subject=name(
-            [(C, printable("FR"))], [(ST, t61("Île-de-France"))], [(L, utf8("Zürich ✓"))],
-            [(O, bmp("Ωmega Корп"))], [(OU, universal("unι"))], [(EMAIL, ia5("person@example.org"))],
-            [("0.9.2342.19200300.100.1.25", ia5("example"))], [(CN, bmp("名前"))])),
-        "name_t61_issuer": cert(
-            issuer=name([(C, printable("GB"))], [(O, t61("Teletex Ltd"))], [(CN, t61("T61 CA"))]),
-            subject=name([(CN, ia5("ia5 subject"))])),
-        "name_32_rdns": cert(subject=name(*[[(OU, printable(f"unit {i}"))] for i in range(32)])),
-        "name_rdn_32_values": cert(subject=name([(PRIVATE + f".9.{i}", utf8(f"v{i}")) for i in range(32)])),
-        "name_long_values": cert(subject=name(
-            [(CN, utf8("x" * 127))], [(O, utf8("y" * 128))], [(OU, utf8("z" * 300))])),
+            (C, "FR"), (ST, t61("Île-de-France")), (L, "Zürich ✓"), (O, bmp("Ωmega Корп")), (OU, universal("unι")),
+            (EMAIL, ia5("person@example.org")), (DC, ia5("example")), (CN, bmp("名前")))),
+        "name_t61_issuer": cert(issuer=name((C, "GB"), (O, t61("Teletex Ltd")), (CN, t61("T61 CA"))),
+                                subject=name((CN, ia5("ia5 subject")))),
+        "name_32_rdns": cert(subject=name(*[(OU, f"unit {i}") for i in range(32)], text=printable)),
+        "name_rdn_32_values": cert(subject=name([(PRIVATE + f".9.{i}", f"v{i}") for i in range(32)])),
+        "name_long_values": cert(subject=name((CN, "x" * 127), (O, "y" * 128), (OU, "z" * 300))),
         "subject_empty_san_critical": cert(subject=seq(), extensions=[
             ext("san", seq(dns("empty.example.org")), True)]),
         "issuer_empty": cert(issuer=seq(), subject=dn(CN="has issuer none")),
         # serialNumber, title, surname with a SEQUENCE value, givenName with NULL.
         "name_attribute_other_types": cert(subject=name(
-            [("2.5.4.5", printable("12345"))], [("2.5.4.12", tlv(0x12, b"0123 456"))],
-            [("2.5.4.4", seq(utf8("a"), utf8("b")))], [("2.5.4.42", NULL)])),
+            ("2.5.4.5", printable("12345")), ("2.5.4.12", tlv(0x12, b"0123 456")),
+            ("2.5.4.4", seq(utf8("a"), utf8("b"))), (GIVEN, NULL))),
         # Extensions.
         "ext_one_bc_false": cert(extensions=[BC_FALSE]),
         "ext_critical_true_false_absent": cert(extensions=[
@@ -292,8 +289,8 @@ def fixtures():
         "version_wrapper_boolean": cert(version=ctx(0, boolean(True))),
         # A3 00 decodes to no extensions, so it encodes back without the wrapper.
         "extensions_wrapper_empty": cert(extensions=b"\xa3\x00"),
-        "name_33_rdns": cert(subject=name(*[[(OU, printable(f"u{i}"))] for i in range(33)])),
-        "rdn_33_values": cert(subject=name([(PRIVATE + f".9.{i}", utf8(f"v{i}")) for i in range(33)])),
+        "name_33_rdns": cert(subject=name(*[(OU, f"u{i}") for i in range(33)], text=printable)),
+        "rdn_33_values": cert(subject=name([(PRIVATE + f".9.{i}", f"v{i}") for i in range(33)])),
         "rdn_unsorted": cert(subject=seq(tlv(0x31, seq(oid(C), printable("AA")) + seq(oid(O), utf8("b"))))),
     }
     return good, bad
@@ -303,48 +300,39 @@ def fixtures():
 # Name and request fixtures (names/): what the name texts are checked on
 
 NAMES_KEY = ec.derive_private_key(0x1D2C3B4A, ec.SECP256R1())
-DC, UID, GIVEN = "0.9.2342.19200300.100.1.25", "0.9.2342.19200300.100.1.1", "2.5.4.42"
-
-
-def nm(*rdns):
-    """A name of the RDNs given as (oid, value) or, for several values, a list of
-    them; a text value is a UTF8String, a country a PrintableString."""
-    def value(t, v):
-        return v if isinstance(v, bytes) else printable(v) if t == C else utf8(v)
-    return name(*[[(t, value(t, v)) for t, v in (r if isinstance(r, list) else [r])] for r in rdns])
 
 
 def name_fixtures():
-    root = nm((C, "US"), (O, "Acme"), (CN, "Root"))
+    root = name((C, "US"), (O, "Acme"), (CN, "Root"))
     pairs = {
         "plain": (root, root),  # self-signed, three plain RDNs
-        "multivalued": (root, nm((C, "US"), [(O, "Acme"), (OU, "Sales")], (CN, "Leaf"))),
+        "multivalued": (root, name((C, "US"), [(O, "Acme"), (OU, "Sales")], (CN, "Leaf"))),
         # Attributes without a row: the issuer has nothing else; the subject's
         # first RDN has no row, so its LDAP text ends in a separator.
-        "norow": (nm((DC, ia5("org")), (DC, ia5("example"))),
-                  nm((DC, ia5("com")), (O, "Acme"), [(CN, "Leaf"), (UID, "jdoe")], (GIVEN, "Jo"))),
+        "norow": (name((DC, ia5("org")), (DC, ia5("example"))),
+                  name((DC, ia5("com")), (O, "Acme"), [(CN, "Leaf"), (UID, "jdoe")], (GIVEN, "Jo"))),
         # Zero bytes inside and at the start of a value.
-        "zerobyte": (root, nm((CN, "ab\x00cd"), (O, "\x00lead"))),
+        "zerobyte": (root, name((CN, "ab\x00cd"), (O, "\x00lead"))),
         # BMPString and UniversalString values start with a zero byte.
-        "bmp": (root, nm((O, "Acme"), (CN, bmp("Root")), (L, universal("Here")))),
+        "bmp": (root, name((O, "Acme"), (CN, bmp("Root")), (L, universal("Here")))),
         "empty": (seq(), seq()),
         # Every row of the table, several string types, a value with a long-form length.
-        "allrows": (root, nm(
+        "allrows": (root, name(
             (CN, "x" * 200), ("2.5.4.4", "Doe"), ("2.5.4.5", printable("1234")), (C, "DE"),
             (L, "Zürich"), (ST, t61("Bayern")), ("2.5.4.9", "Main St 1"), (O, printable("Acme")),
             (OU, "Dev"), ("2.5.4.12", "Boss"), ("2.5.4.16", "Box 7"), ("2.5.4.17", "80331"),
             ("2.5.4.18", "PO 9"), ("2.5.4.20", "+49 1"), ("2.5.4.23", "+49 2"),
             (EMAIL, ia5("a@b.example")), ("2.5.4.13", "no row"))),
         # Issuer and subject differ only in letter case.
-        "case": (nm((O, "Acme"), (CN, "Root")), nm((O, "Acme"), (CN, "root"))),
+        "case": (name((O, "Acme"), (CN, "Root")), name((O, "Acme"), (CN, "root"))),
         # Separators inside values: the slash text does not parse back.
-        "separators": (root, nm((O, "x,y=z"), (CN, "a/b"))),
+        "separators": (root, name((O, "x,y=z"), (CN, "a/b"))),
     }
     out = {stem: cert(key=NAMES_KEY, alg="ecdsa-sha256", serial=7, issuer=issuer, subject=subject,
                       not_after=dt.datetime(2024, 12, 31)) for stem, (issuer, subject) in pairs.items()}
     # Certification requests; all but req_attrs carry the signature of req_empty_attrs.
     alg, sign = ALGS["ecdsa-sha256"]
-    head = integer(0) + nm((C, "US"), (CN, "Requester")) + spki(NAMES_KEY)
+    head = integer(0) + name((C, "US"), (CN, "Requester")) + spki(NAMES_KEY)
     sig = bits(sign(NAMES_KEY, seq(head, ctx(0, b""))))
     attrs = seq(head, ctx(0, seq(oid(PKCS9 + "7"), set_of(utf8("secret"))) +
                         seq(oid(PKCS9 + "14"), set_of(seq(ext("bc", seq(), True))))))
@@ -410,8 +398,7 @@ def oraddress_fixtures():
     }
 
 
-X_ROOT = x509.Name([x509.NameAttribute(NameOID.COUNTRY_NAME, "DE"),
-                    x509.NameAttribute(NameOID.COMMON_NAME, "Qel Test Root")])
+X_ROOT = x509.Name.from_rfc4514_string("CN=Qel Test Root,C=DE")
 
 
 def gn_fixtures():
@@ -425,7 +412,7 @@ def gn_fixtures():
         x509.DistributionPoint([x509.UniformResourceIdentifier("http://crl.example.com/a.crl")],
                                None, None, None),
         x509.DistributionPoint(None, x509.RelativeDistinguishedName(
-            [x509.NameAttribute(NameOID.COMMON_NAME, "CRL1")]),
+            [x509.NameAttribute(x509.NameOID.COMMON_NAME, "CRL1")]),
             frozenset([x509.ReasonFlags.key_compromise, x509.ReasonFlags.ca_compromise]),
             [x509.DirectoryName(X_ROOT)]),
         x509.DistributionPoint([x509.DirectoryName(X_ROOT)], None, None, None)]).public_bytes()
@@ -482,8 +469,7 @@ def crl_fixtures():
     }
 
 
-P7 = "1.2.840.113549.1.7."
-DATA, SIGNED, ENVELOPED, SAED, DIGESTED, ENCRYPTED = (P7 + str(i) for i in range(1, 7))
+DATA, SAED = "1.2.840.113549.1.7.1", "1.2.840.113549.1.7.4"  # data, signedAndEnvelopedData
 SHA256_ALG = seq(oid(SHA256), NULL)
 
 
@@ -500,10 +486,9 @@ def openssl_messages(signer):
         files = {"cert.pem": ssl.DER_cert_to_PEM_cert(signer).encode(), "key.pem": key,
                  "other.pem": ssl.DER_cert_to_PEM_cert(other).encode(), "crl.der": x509_crl(1),
                  "msg.txt": b"Hello, families.\n"}
-        cert_, key_, other_, crl, msg = paths = [os.path.join(tmp, n) for n in files]
-        for path, data in zip(paths, files.values()):
-            with open(path, "wb") as f:
-                f.write(data)
+        for n, data in files.items():
+            pathlib.Path(tmp, n).write_bytes(data)
+        cert_, key_, other_, crl, msg = (str(pathlib.Path(tmp, n)) for n in files)
         io = ["-in", msg, "-outform", "DER"]
         commands = {
             "cms_signed": ["cms", "-sign", "-nodetach", "-md", "sha256", "-signer", cert_,
@@ -572,13 +557,10 @@ def pkcs7_fixtures():
 
 if __name__ == "__main__":
     good, bad = fixtures()
-    write(os.path.join(HERE, "certs"), good)
-    write(os.path.join(HERE, "bad"), bad)
-    write(os.path.join(HERE, "names"), name_fixtures())
-    families = os.path.join(HERE, "families")
-    for sub, items in (("oraddress", oraddress_fixtures()), ("gn", gn_fixtures()),
-                       ("crl", crl_fixtures()), ("pkcs7", pkcs7_fixtures())):
-        write(os.path.join(families, sub), items)
-    write(families, {"rsa_key": RSA2048.public_key().public_bytes(serialization.Encoding.DER,
-                                                                  serialization.PublicFormat.PKCS1)})
-    print(f"{len(good)} certificates in {os.path.join(HERE, 'certs')}", file=sys.stderr)
+    for directory, items in (("certs", good), ("bad", bad), ("names", name_fixtures()),
+                             ("families/oraddress", oraddress_fixtures()), ("families/gn", gn_fixtures()),
+                             ("families/crl", crl_fixtures()), ("families/pkcs7", pkcs7_fixtures())):
+        write(HERE / directory, items)
+    write(HERE / "families", {"rsa_key": RSA2048.public_key().public_bytes(serialization.Encoding.DER,
+                                                                          serialization.PublicFormat.PKCS1)})
+    print(f"{len(good)} certificates in {HERE / 'certs'}", file=sys.stderr)
