@@ -1,22 +1,14 @@
 #!/usr/bin/env python3
-"""Writes the expected texts the tests hold the library and the tool to, each
-composed from what python `cryptography` and `hashlib` read, never from the
-code under test:
-  tests/cli/golden/<name>.txt: the whole standard output qeldumpcert should give
-    for each certificate of CERTIFICATES under TZ=UTC, by the report's rules;
-  tests/data/names/expected_names.txt: the slash and LDAP texts of the names of
-    every certificate and request in tests/data/names/ and tests/data/certs/;
-  tests/data/md5_lengths.txt: "<length> <hex digest>" of the test content at
-    every length from 0 to 200 and at 1 MiB.
+"""Writes the texts the tests expect, composed from what python `cryptography`
+and `hashlib` read, never from the code under test: golden/<name>.txt, the whole
+output of qeldumpcert under TZ=UTC for each certificate of CERTIFICATES;
+../data/names/expected_names.txt, the name texts of the certificates and requests
+in ../data/names/ and ../data/certs/; ../data/md5_lengths.txt, the digests of the
+test content at every length from 0 to 200 and at 1 MiB.
 
-Usage: python3 make_golden.py   (from any directory, after tests/data/make_certs.py;
-needs `cryptography`)
+Usage: python3 make_golden.py   (from any directory, after make_certs.py; needs `cryptography`)
 """
-import hashlib
-import pathlib
-import sys
-import time
-import warnings
+import hashlib, pathlib, sys, time, warnings  # noqa: E401
 
 from cryptography import x509
 from cryptography.hazmat.primitives import serialization
@@ -86,29 +78,19 @@ def expected_names():
 # ---------------------------------------------------------------------------
 # Reports of the tool
 
-CERTIFICATES = {  # name -> certificate file, relative to tests/data
-    "sample": "sample.der",
-    "v1_rsa": "certs/v1_rsa.der",                      # no version, no extensions
-    "rsa1024_sha1": "certs/rsa1024_sha1.der",          # known algorithm, NULL parameters
-    "private_alg_seq_params": "certs/private_alg_seq_params.der",  # parameters shown whole
-    "ec_p384": "certs/ec_p384.der",                    # EC key, absent parameters
-    "serial_04": "certs/serial_04.der",                # 4 bytes: decimal
-    "serial_negative": "certs/serial_negative.der",    # signed decimal
-    "serial_20_high_bit": "certs/serial_20_high_bit.der",  # 20 bytes with a leading 00: hex
-    "gen_not_after_2050": "certs/gen_not_after_2050.der",  # GeneralizedTime past 2038
-    "gen_both": "certs/gen_both.der",                  # year 9999 wraps the 32-bit count
-    "ext_san_text_forms": "certs/ext_san_text_forms.der",  # EA, DN, URI, IPv4, IPv6; issuerAltName
-    "ext_san_dirname": "certs/ext_san_dirname.der",    # SAN with a directoryName: no SAN line
-    "ext_crldp_dirname": "certs/ext_crldp_dirname.der",  # distribution point by directory name
-    "ext_san_long": "certs/ext_san_long.der",          # SAN text over the 300-byte buffer
-    "subject_empty_san_critical": "certs/subject_empty_san_critical.der",  # empty subject
-}
-ALGORITHMS = {
-    "1.2.840.113549.1.1.4": "MD5 Hash with RSA Encryption",
-    "1.2.840.113549.1.1.5": "SHA-1 Hash with RSA Encryption",
-    "1.2.840.113549.1.1.2": "MD2 Hash with RSA Encryption",
-    "1.2.840.113549.1.1.1": "RSA Encryption",
-}
+# ../data/sample.der and certificates of ../data/certs/, in turn: no version, no extensions;
+# known algorithm, NULL parameters; parameters shown whole; EC key, absent parameters;
+# serial numbers: 4 bytes in decimal, negative, 20 bytes with a leading 00 in hex; a
+# GeneralizedTime past 2038; year 9999, which wraps the 32-bit count; SAN with EA, DN,
+# URI, IPv4 and IPv6 and an issuerAltName; SAN with a directoryName (no SAN line); a
+# distribution point by directory name; a SAN text over the buffer; an empty subject.
+CERTIFICATES = ["sample"] + """v1_rsa rsa1024_sha1 private_alg_seq_params ec_p384 serial_04
+    serial_negative serial_20_high_bit gen_not_after_2050 gen_both ext_san_text_forms
+    ext_san_dirname ext_crldp_dirname ext_san_long subject_empty_san_critical""".split()
+ALGORITHMS = {"1.2.840.113549.1.1.4": "MD5 Hash with RSA Encryption",
+              "1.2.840.113549.1.1.5": "SHA-1 Hash with RSA Encryption",
+              "1.2.840.113549.1.1.2": "MD2 Hash with RSA Encryption",
+              "1.2.840.113549.1.1.1": "RSA Encryption"}
 PREFIXES = {x509.RFC822Name: "EA=", x509.DNSName: "DN=", x509.UniformResourceIdentifier: "URI="}
 SAN_BUFFER = 300  # closing zero included
 
@@ -174,7 +156,8 @@ def report(der):
         f"SUBJECT: {texts(cert.subject)[0].decode()}\n",
         line("SUBJECT-ALT NAME", ExtensionOID.SUBJECT_ALTERNATIVE_NAME, alt_names_text),
         line("DISTRIBUTION POINT", ExtensionOID.CRL_DISTRIBUTION_POINTS, distribution_point_text),
-        f"NOTBEFORE: {when(cert.not_valid_before_utc)}\n", f"NOTAFTER: {when(cert.not_valid_after_utc)}\n",
+        f"NOTBEFORE: {when(cert.not_valid_before_utc)}\n",
+        f"NOTAFTER: {when(cert.not_valid_after_utc)}\n",
         f"SIG ALG:  {ALGORITHMS.get(sig_oid, 'Unknown')}\n" + dump(oid_content(sig_oid)),
         f"PARAM : len = {len(parameters)}\n" + dump(parameters),
         f"PUBKEY: len = {len(key)}\n" + dump(key),
@@ -189,14 +172,15 @@ def whole_output(der):
 
 def md5_lengths():
     # Byte i of the test content is (i * 167 + (i >> 9)) mod 256; the tests build the same bytes.
-    return "".join(f"{n} {hashlib.md5(bytes((i * 167 + (i >> 9)) & 0xFF for i in range(n))).hexdigest()}\n"
-                   for n in [*range(201), 1 << 20])
+    content = bytes((i * 167 + (i >> 9)) & 0xFF for i in range(1 << 20))
+    return "".join(f"{n} {hashlib.md5(content[:n]).hexdigest()}\n" for n in [*range(201), 1 << 20])
 
 
 if __name__ == "__main__":
     warnings.simplefilter("ignore")  # serial numbers of zero or below, a 200-octet CN: all wanted here
     (HERE / "golden").mkdir(exist_ok=True)
-    for name, path in CERTIFICATES.items():
-        (HERE / "golden" / f"{name}.txt").write_bytes(whole_output((DATA / path).read_bytes()).encode())
+    for name in CERTIFICATES:
+        der = (DATA / ("sample.der" if name == "sample" else f"certs/{name}.der")).read_bytes()
+        (HERE / "golden" / f"{name}.txt").write_bytes(whole_output(der).encode())
     (DATA / "names" / "expected_names.txt").write_bytes(expected_names().encode())
     (DATA / "md5_lengths.txt").write_bytes(md5_lengths().encode())

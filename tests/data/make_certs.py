@@ -13,13 +13,9 @@ deterministic, so a new run rewrites the same bytes except in the messages the
 
 Usage: python3 make_certs.py   (from any directory; needs `cryptography` and `openssl`)
 """
-import datetime as dt
-import ipaddress
-import pathlib
-import ssl
-import subprocess
-import sys
-import tempfile
+import ipaddress, pathlib, ssl, subprocess, sys, tempfile  # noqa: E401
+
+from datetime import datetime as day, timedelta
 
 from cryptography import x509
 from cryptography.hazmat.primitives import hashes, serialization
@@ -45,8 +41,8 @@ EXT.update(aia="1.3.6.1.5.5.7.1.1", sia="1.3.6.1.5.5.7.1.11", ns_comment="2.16.8
 # Keys and signing
 
 
-RSA1024, RSA2048, RSA3072 = (serialization.load_pem_private_key((HERE / f"keys/rsa{n}.pem").read_bytes(), None)
-                              for n in (1024, 2048, 3072))
+RSA1024, RSA2048, RSA3072 = (serialization.load_pem_private_key(path.read_bytes(), None)
+                              for path in (HERE / f"keys/rsa{n}.pem" for n in (1024, 2048, 3072)))
 P256 = ec.derive_private_key(0x5EED1E55 * 7919, ec.SECP256R1())
 P384 = ec.derive_private_key(0xC0FFEE * 104729, ec.SECP384R1())
 P521 = ec.derive_private_key(0xBADC0DE * 15485863, ec.SECP521R1())
@@ -134,11 +130,9 @@ CRLDP = seq(seq(ctx(0, ctx(0, uri("http://crl.example.org/root.crl")))),
 IAN = seq(uri("https://ca.example.org"), rfc822("ca@example.org"))
 # One extension of each kind, with every form of `critical`.
 MANY_KINDS = [
-    ext("bc", seq(boolean(True), integer(3)), True),
-    ext("ku", key_usage(0, 5, 6), True),
+    ext("bc", seq(boolean(True), integer(3)), True), ext("ku", key_usage(0, 5, 6), True),
     ext("eku", seq(oid("1.3.6.1.5.5.7.3.1"), oid("1.3.6.1.5.5.7.3.2"))),
-    ext("ski", octets(bytes(range(20)))),
-    ext("aki", seq(tlv(0x80, bytes(range(20, 40))))),
+    ext("ski", octets(bytes(range(20)))), ext("aki", seq(tlv(0x80, bytes(range(20, 40))))),
     ext("san", SAN_ALL), ext("ian", IAN), ext("crldp", CRLDP),
     ext("freshest", seq(seq(ctx(0, ctx(0, uri("http://crl.example.org/delta.crl")))))),
     ext("cp", seq(seq(oid("2.23.140.1.2.1")), seq(oid(PRIVATE + ".4"), seq(
@@ -150,13 +144,10 @@ MANY_KINDS = [
     ext("nc", seq(ctx(0, seq(dns("example.org"))),
                   ctx(1, seq(ctx(7, bytes([10, 0, 0, 0, 255, 0, 0, 0]), False)))), True),
     ext("pc", seq(tlv(0x80, b"\x00"), tlv(0x81, b"\x02")), True),
-    ext("pm", seq(seq(oid(PRIVATE + ".5"), oid(PRIVATE + ".6")))),
-    ext("inhibit", integer(1), True),
+    ext("pm", seq(seq(oid(PRIVATE + ".5"), oid(PRIVATE + ".6")))), ext("inhibit", integer(1), True),
     ext("sda", seq(seq(oid("1.3.6.1.5.5.7.9.1"), set_of(tlv(0x18, b"19700101000000Z"))))),
-    ext("ns_comment", ia5("Made for tests")),
-    ext("tls_feature", seq(integer(5))),
-    ext("ocsp_nocheck", NULL, False),
-    ext(PRIVATE + ".7", b"\x00\x01\x02opaque"),
+    ext("ns_comment", ia5("Made for tests")), ext("tls_feature", seq(integer(5))),
+    ext("ocsp_nocheck", NULL, False), ext(PRIVATE + ".7", b"\x00\x01\x02opaque"),
 ]
 BC_FALSE = ext("bc", seq(), False)
 
@@ -165,7 +156,7 @@ BC_FALSE = ext("bc", seq(), False)
 
 
 def tbs(version=2, serial=1, alg="rsa-sha256", issuer=ROOT, subject=ROOT, key=RSA2048,
-        not_before=dt.datetime(2024, 1, 1), not_after=dt.datetime(2034, 1, 1),
+        not_before=day(2024, 1, 1), not_after=day(2034, 1, 1),
         issuer_uid=None, subject_uid=None, extensions=None):
     """A version, serial or extensions given as bytes stands as it is; a unique
     identifier is (bits, unused bits)."""
@@ -193,40 +184,32 @@ def serial_of(size):
 
 
 def fixtures():
-    day = dt.datetime
     good = {
         # Versions.
         "v1_rsa": cert(version=None, serial=0x1001),
         "v1_ec_p256": ec_cert(version=None, subject=dn(C="US", O="Qel EC", CN="p256 v1")),
-        "v1_unique_ids": cert(version=None, issuer_uid=(b"\x01\x02\x03", 0),
-                              subject_uid=(b"\xa5\x5a\xf0", 4)),
+        "v1_unique_ids": cert(version=None, issuer_uid=(b"\1\2\3", 0), subject_uid=(b"\xa5\x5a\xf0", 4)),
         "v2_unique_ids": cert(version=1, issuer_uid=(bytes(range(16)), 0), subject_uid=(b"\x80", 7)),
         "v2_issuer_uid_only": cert(version=1, issuer_uid=(b"\xff\xfe", 1)),
         "v2_subject_uid_only": cert(version=1, subject_uid=(b"", 0)),
         "v3_uids_and_extensions": cert(issuer_uid=(b"\x11\x22", 0), subject_uid=(b"\x33\x44\x55", 3),
                                        extensions=[BC_FALSE]),
-        "v3_no_extensions": cert(),
-        "v3_empty_extensions": cert(extensions=ctx(3, seq())),
+        "v3_no_extensions": cert(), "v3_empty_extensions": cert(extensions=ctx(3, seq())),
         # Serial numbers of 1 to 20 octets, and a negative one.
         **{f"serial_{n:02d}": ec_cert(serial=serial_of(n)) for n in (1, 2, 3, 4, 8, 9, 16, 19, 20)},
         "serial_20_high_bit": cert(serial=tlv(0x02, b"\x00" + b"\xfe" * 19)),
-        "serial_zero": cert(serial=0),
-        "serial_negative": cert(serial=-129),
+        "serial_zero": cert(serial=0), "serial_negative": cert(serial=-129),
         # Keys and signature algorithms.
         "rsa1024_sha1": cert(key=RSA1024, alg="rsa-sha1", version=None),
-        "rsa3072_sha384": cert(key=RSA3072, alg="rsa-sha384"),
-        "rsa2048_sha512": cert(alg="rsa-sha512"),
+        "rsa3072_sha384": cert(key=RSA3072, alg="rsa-sha384"), "rsa2048_sha512": cert(alg="rsa-sha512"),
         "rsa_pss_params": cert(alg="rsa-pss", extensions=[BC_FALSE]),
-        "private_alg_seq_params": cert(alg="private-seq"),
-        "rsa_absent_params": cert(alg="rsa-noparams"),
-        "ec_p384": cert(key=P384, alg="ecdsa-sha384"),
-        "ec_p521": cert(key=P521, alg="ecdsa-sha512"),
+        "private_alg_seq_params": cert(alg="private-seq"), "rsa_absent_params": cert(alg="rsa-noparams"),
+        "ec_p384": cert(key=P384, alg="ecdsa-sha384"), "ec_p521": cert(key=P521, alg="ecdsa-sha512"),
         "ed25519": cert(key=ED, alg="ed25519", extensions=[ext("ku", key_usage(0), True)]),
         "rsa_key_signed_by_ec": cert(signer=P256, alg="ecdsa-sha256", subject=dn(CN="Leaf under EC"),
                                      issuer=dn(CN="EC Issuer")),
         # Times.
-        "utc_both": cert(not_before=day(1999, 12, 31, 23, 59, 59),
-                         not_after=day(2049, 12, 31, 23, 59, 59)),
+        "utc_both": cert(not_before=day(1999, 12, 31, 23, 59, 59), not_after=day(2049, 12, 31, 23, 59, 59)),
         "gen_not_after_2050": cert(not_after=day(2050, 1, 1)),
         "gen_both": cert(not_before=day(2050, 6, 1, 12), not_after=day(9999, 12, 31, 23, 59, 59)),
         "gen_before_1950": cert(not_before=day(1949, 12, 31), version=None),
@@ -235,15 +218,16 @@ def fixtures():
         "name_multivalued_rdn": cert(subject=name(
             (C, "DE"), [(O, "Qel"), (OU, "Tests"), (L, printable("Berlin"))], [(CN, printable("multi")), (UID, "u1")])),
         "name_strings": cert(subject=name(
-            (C, "FR"), (ST, t61("Île-de-France")), (L, "Zürich ✓"), (O, bmp("Ωmega Корп")), (OU, universal("unι")),
-            (EMAIL, ia5("person@example.org")), (DC, ia5("example")), (CN, bmp("名前")))),
+            (C, "FR"), (ST, t61("Île-de-France")), (L, "Zürich ✓"), (O, bmp("Ωmega Корп")),
+            (OU, universal("unι")), (EMAIL, ia5("person@example.org")), (DC, ia5("example")),
+            (CN, bmp("名前")))),
         "name_t61_issuer": cert(issuer=name((C, "GB"), (O, t61("Teletex Ltd")), (CN, t61("T61 CA"))),
                                 subject=name((CN, ia5("ia5 subject")))),
         "name_32_rdns": cert(subject=name(*[(OU, f"unit {i}") for i in range(32)], text=printable)),
         "name_rdn_32_values": cert(subject=name([(PRIVATE + f".9.{i}", f"v{i}") for i in range(32)])),
         "name_long_values": cert(subject=name((CN, "x" * 127), (O, "y" * 128), (OU, "z" * 300))),
-        "subject_empty_san_critical": cert(subject=seq(), extensions=[
-            ext("san", seq(dns("empty.example.org")), True)]),
+        "subject_empty_san_critical": cert(subject=seq(),
+                                           extensions=[ext("san", seq(dns("empty.example.org")), True)]),
         "issuer_empty": cert(issuer=seq(), subject=dn(CN="has issuer none")),
         # serialNumber, title, surname with a SEQUENCE value, givenName with NULL.
         "name_attribute_other_types": cert(subject=name(
@@ -251,17 +235,17 @@ def fixtures():
             ("2.5.4.4", seq(utf8("a"), utf8("b"))), (GIVEN, NULL))),
         # Extensions.
         "ext_one_bc_false": cert(extensions=[BC_FALSE]),
-        "ext_critical_true_false_absent": cert(extensions=[
-            ext("bc", seq(boolean(True)), True), ext("ku", key_usage(5, 6), False),
-            ext("ski", octets(b"\x01" * 20))]),
+        "ext_critical_true_false_absent": cert(extensions=[ext("bc", seq(boolean(True)), True),
+                                                           ext("ku", key_usage(5, 6), False),
+                                                           ext("ski", octets(b"\x01" * 20))]),
         "ext_many_kinds": cert(extensions=MANY_KINDS),
         "ext_san_all_forms": ec_cert(extensions=[ext("san", SAN_ALL, False), ext("ian", SAN_ALL)]),
         "ext_crldp": cert(extensions=[ext("crldp", CRLDP)]),
         "ext_ct_poison": cert(extensions=[ext("ct_poison", NULL, True), BC_FALSE]),
         "ext_32": cert(extensions=MANY_KINDS + [
             ext(PRIVATE + f".8.{i}", bytes([i]) * i) for i in range(32 - len(MANY_KINDS))]),
-        "ext_long_values": cert(extensions=[ext(PRIVATE + f".10.{i + 1}", c * n) for i, (c, n) in
-                                            enumerate(((b"a", 125), (b"b", 126), (b"c", 253), (b"d", 65533)))]),
+        "ext_long_values": cert(extensions=[ext(PRIVATE + f".10.{i + 1}", b"abcd"[i:i + 1] * n)
+                                            for i, n in enumerate((125, 126, 253, 65533))]),
         # Names of the forms that have a text, and distribution points by name.
         "ext_san_text_forms": ec_cert(extensions=[
             ext("san", seq(rfc822("ann@example.org"), dns("host.example.org"), uri("file:x"),
@@ -280,8 +264,7 @@ def fixtures():
     validity = seq(time(day(2024, 1, 1)), time(day(2034, 1, 1)))
     bad = {
         "ext_33": cert(extensions=[ext(PRIVATE + f".8.{i}", bytes([i])) for i in range(33)]),
-        "critical_length_2": cert(extensions=[
-            seq(oid(EXT["bc"]), tlv(0x01, b"\x00\x00"), octets(seq()))]),
+        "critical_length_2": cert(extensions=[seq(oid(EXT["bc"]), tlv(0x01, b"\x00\x00"), octets(seq()))]),
         "validity_other_tag": cert(raw_tbs=tbs().replace(
             validity, seq(octets(b"240101000000Z"), time(day(2034, 1, 1))))),
         # [0] of length 0: decodes with no version, and encodes back without it.
@@ -329,21 +312,21 @@ def name_fixtures():
         "separators": (root, name((O, "x,y=z"), (CN, "a/b"))),
     }
     out = {stem: cert(key=NAMES_KEY, alg="ecdsa-sha256", serial=7, issuer=issuer, subject=subject,
-                      not_after=dt.datetime(2024, 12, 31)) for stem, (issuer, subject) in pairs.items()}
+                      not_after=day(2024, 12, 31)) for stem, (issuer, subject) in pairs.items()}
     # Certification requests; all but req_attrs carry the signature of req_empty_attrs.
     alg, sign = ALGS["ecdsa-sha256"]
     head = integer(0) + name((C, "US"), (CN, "Requester")) + spki(NAMES_KEY)
     sig = bits(sign(NAMES_KEY, seq(head, ctx(0, b""))))
     attrs = seq(head, ctx(0, seq(oid(PKCS9 + "7"), set_of(utf8("secret"))) +
                         seq(oid(PKCS9 + "14"), set_of(seq(ext("bc", seq(), True))))))
+    two = seq(oid(PKCS9 + "7"), set_of(printable("one"), printable("two")))
     many = b"".join(seq(oid(f"1.2.3.{i}"), set_of(printable("v"))) for i in range(33))
     out.update({
         "req_empty_attrs": seq(seq(head, ctx(0, b"")), alg, sig),
         "req_attrs": seq(attrs, alg, bits(sign(NAMES_KEY, attrs))),
         "req_no_attrs_element": seq(seq(head), alg, sig),
         # One attribute whose value set holds two values.
-        "req_two_values": seq(seq(head, ctx(0, seq(oid(PKCS9 + "7"),
-                                                   tlv(0x31, printable("one") + printable("two"))))), alg, sig),
+        "req_two_values": seq(seq(head, ctx(0, two)), alg, sig),
         "req_33_attrs": seq(seq(head, ctx(0, many)), alg, sig),  # one more than the list holds
     })
     return out
@@ -380,7 +363,7 @@ def or_address(persons, units, domain_attrs, ext_attrs, ordered=True):
 
 
 # Every extension attribute type of X.411 (1 to 23), with a value of its own.
-EXT_ATTRS = [ext_attribute(k, printable("ext%d" % k) if k % 2 else seq(integer(k))) for k in range(1, 24)]
+EXT_ATTRS = [ext_attribute(k, printable(f"ext{k}") if k % 2 else seq(integer(k))) for k in range(1, 24)]
 PERSONS = [personal("Doe", "Jane", "JQ", "III"), personal("Roe")]
 EVERY_ATTRIBUTE = or_address(PERSONS, ["Unit A", "Unit B"], [("type", "value")], EXT_ATTRS)
 
@@ -419,7 +402,8 @@ def gn_fixtures():
     # What the library reads beyond those tools: X.400 addresses and EDI party names.
     hand = seq(ctx(0, oid(PRIVATE + ".2") + ctx(0, printable("raw"))), rfc822("a@example.com"),
                dns("example.com"), bytes([0xA3]) + EVERY_ATTRIBUTE[1:], ctx(4, ROOT),
-               ctx(5, ctx(0, printable("Assigner")) + ctx(1, t61("Party"))), ctx(5, ctx(1, printable("Party only"))),
+               ctx(5, ctx(0, printable("Assigner")) + ctx(1, t61("Party"))),
+               ctx(5, ctx(1, printable("Party only"))),
                uri("ldap://x"), tlv(0x87, bytes(4)), tlv(0x88, oid_content("1.2.3")))
     return {
         "san": san, "san_every_form": hand,
@@ -430,15 +414,15 @@ def gn_fixtures():
     }
 
 
-def x509_crl(entries, next_update=dt.datetime(2034, 1, 1), extensions=True):
+def x509_crl(entries, next_update=day(2034, 1, 1), extensions=True):
     builder = (x509.CertificateRevocationListBuilder().issuer_name(X_ROOT)
-               .last_update(dt.datetime(2024, 1, 1)).next_update(next_update))
+               .last_update(day(2024, 1, 1)).next_update(next_update))
     for serial in range(1, entries + 1):
         entry = (x509.RevokedCertificateBuilder().serial_number(serial)
-                 .revocation_date(dt.datetime(2024, 1, 1) + dt.timedelta(seconds=serial)))
+                 .revocation_date(day(2024, 1, 1) + timedelta(seconds=serial)))
         if extensions and serial <= 2:
             entry = (entry.add_extension(x509.CRLReason(x509.ReasonFlags.key_compromise), False)
-                     .add_extension(x509.InvalidityDate(dt.datetime(2023, 12, 31)), False))
+                     .add_extension(x509.InvalidityDate(day(2023, 12, 31)), False))
         builder = builder.add_revoked_certificate(entry.build())
     if extensions:
         builder = builder.add_extension(x509.CRLNumber(7), False).add_extension(
@@ -447,10 +431,10 @@ def x509_crl(entries, next_update=dt.datetime(2034, 1, 1), extensions=True):
 
 
 def v1_tbs(*after_this_update):
-    return seq(ALGS["rsa-sha256"][0], ROOT, time(dt.datetime(2024, 1, 1)), *after_this_update)
+    return seq(ALGS["rsa-sha256"][0], ROOT, time(day(2024, 1, 1)), *after_this_update)
 
 
-ENTRY = seq(integer(5), time(dt.datetime(2024, 1, 1)))
+ENTRY = seq(integer(5), time(day(2024, 1, 1)))
 
 
 def crl_fixtures():
@@ -458,12 +442,13 @@ def crl_fixtures():
     with_a0 = v1_tbs(seq(ENTRY), ctx(0, b""))
     return {
         "v2_utc": x509_crl(3),
-        "v2_generalized": x509_crl(1, next_update=dt.datetime(2051, 1, 1)),
+        "v2_generalized": x509_crl(1, next_update=day(2051, 1, 1)),
         "v2_0_entries": x509_crl(0),
-        **{f"v2_{n}_entr{'y' if n == 1 else 'ies'}": x509_crl(n, extensions=False) for n in (1, 100, 2048, 2049)},
+        **{f"v2_{n}_entr{'y' if n == 1 else 'ies'}": x509_crl(n, extensions=False)
+           for n in (1, 100, 2048, 2049)},
         "v1_minimal": signed(v1_tbs()),
         "v1_no_next_update": signed(v1_tbs(seq(ENTRY))),
-        "empty_revoked": signed(v1_tbs(time(dt.datetime(2034, 1, 1)), seq())),
+        "empty_revoked": signed(v1_tbs(time(day(2034, 1, 1)), seq())),
         "empty_extensions": signed(with_a0),
         "empty_extensions.sorted": signed(v1_tbs(seq(ENTRY)), signed_as=with_a0),
     }
@@ -528,13 +513,15 @@ def pkcs7_fixtures():
     out["data"] = content_info(DATA, octets(b"Hello"))
     out["oid_only"] = content_info(DATA)
     # An extended certificate: the signer's certificate with attributes, signed.
-    extended = bytes([0xA0]) + signed(seq(integer(0), signer, set_of(attribute(EMAIL, ia5("e@example.com")))))[1:]
+    extended = signed(seq(integer(0), signer, set_of(attribute(EMAIL, ia5("e@example.com")))))
+    extended = bytes([0xA0]) + extended[1:]
     crl = signed(v1_tbs())
     attrs = [attribute(PKCS9 + "3", oid(DATA)), attribute(PKCS9 + "4", octets(bytes(32)))]
     authenticated = set_of(*attrs, tag=0xA0)
     unauthenticated = set_of(attribute(PKCS9 + "6", seq()), tag=0xA1)
     out["signed_and_enveloped"] = content_info(SAED, seq(
-        integer(1), set_of(recipient_info(1)), set_of(SHA256_ALG), encrypted_content(tlv(0x80, b"\x5a" * 16)),
+        integer(1), set_of(recipient_info(1)), set_of(SHA256_ALG),
+        encrypted_content(tlv(0x80, b"\x5a" * 16)),
         set_of(signer, extended, tag=0xA0), set_of(crl, tag=0xA1),
         set_of(signer_info(1, unauthenticated, authenticated))))
     algs = [SHA256_ALG, seq(oid("1.3.14.3.2.26"), NULL)]
@@ -543,14 +530,15 @@ def pkcs7_fixtures():
                  signer_info(2, attributes=authenticated), signer_info(1)]
         out[label] = seq(integer(1), set_of(*algs, ordered=ordered), content_info(DATA),
                          set_of(extended, signer, tag=0xA0, ordered=ordered),
-                         set_of(signed(v1_tbs(time(dt.datetime(2030, 1, 1)))), crl, tag=0xA1, ordered=ordered),
+                         set_of(signed(v1_tbs(time(day(2030, 1, 1)))), crl, tag=0xA1, ordered=ordered),
                          set_of(*infos, ordered=ordered))
     out["signed_full"] = seq(
         integer(1), set_of(*(seq(oid(PRIVATE + ".3.%d" % i)) for i in range(32))), content_info(DATA),
         set_of(*(cert(serial=i + 1) for i in range(32)), tag=0xA0),
-        set_of(*(signed(v1_tbs(seq(seq(integer(i), time(dt.datetime(2024, 1, 1)))))) for i in range(32)), tag=0xA1),
+        set_of(*(signed(v1_tbs(seq(seq(integer(i), time(day(2024, 1, 1)))))) for i in range(32)), tag=0xA1),
         set_of(*(signer_info(i + 1) for i in range(32))))
-    out["enveloped_full"] = seq(integer(0), set_of(*(recipient_info(i + 1) for i in range(32))), encrypted_content())
+    out["enveloped_full"] = seq(integer(0), set_of(*(recipient_info(i + 1) for i in range(32))),
+                                encrypted_content())
     out["digest_info"] = seq(SHA256_ALG, octets(bytes(32)))
     return out
 
@@ -561,6 +549,6 @@ if __name__ == "__main__":
                              ("families/oraddress", oraddress_fixtures()), ("families/gn", gn_fixtures()),
                              ("families/crl", crl_fixtures()), ("families/pkcs7", pkcs7_fixtures())):
         write(HERE / directory, items)
-    write(HERE / "families", {"rsa_key": RSA2048.public_key().public_bytes(serialization.Encoding.DER,
-                                                                          serialization.PublicFormat.PKCS1)})
+    write(HERE / "families", {"rsa_key": RSA2048.public_key().public_bytes(
+        serialization.Encoding.DER, serialization.PublicFormat.PKCS1)})
     print(f"{len(good)} certificates in {HERE / 'certs'}", file=sys.stderr)
