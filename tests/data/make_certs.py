@@ -107,13 +107,6 @@ def ext(kind, value, critical=None):
                octets(value))
 
 
-def key_usage(*bit_numbers):
-    n = max(bit_numbers) + 1
-    width = (n + 7) // 8
-    value = sum(1 << (8 * width - 1 - b) for b in bit_numbers)
-    return bits(value.to_bytes(width, "big"), 8 * width - n)
-
-
 IPV6 = bytes.fromhex("20010db8000000000000000000000001")
 SAN_ALL = seq(
     ctx(0, oid(PRIVATE + ".2") + ctx(0, utf8("other"))),   # otherName
@@ -128,9 +121,11 @@ CRLDP = seq(seq(ctx(0, ctx(0, uri("http://crl.example.org/root.crl")))),
             seq(ctx(0, ctx(1, seq(oid(CN), printable("CRL1")))),
                 tlv(0x81, b"\x05\xa0"), ctx(2, dns("issuer.example.org"))))
 IAN = seq(uri("https://ca.example.org"), rfc822("ca@example.org"))
-# One extension of each kind, with every form of `critical`.
+# One extension of each kind, with every form of `critical`. Key usages are given
+# as their bits: 86/1 is digitalSignature, keyCertSign and cRLSign; 06/1 the last
+# two; 80/7 digitalSignature alone.
 MANY_KINDS = [
-    ext("bc", seq(boolean(True), integer(3)), True), ext("ku", key_usage(0, 5, 6), True),
+    ext("bc", seq(boolean(True), integer(3)), True), ext("ku", bits(b"\x86", 1), True),
     ext("eku", seq(oid("1.3.6.1.5.5.7.3.1"), oid("1.3.6.1.5.5.7.3.2"))),
     ext("ski", octets(bytes(range(20)))), ext("aki", seq(tlv(0x80, bytes(range(20, 40))))),
     ext("san", SAN_ALL), ext("ian", IAN), ext("crldp", CRLDP),
@@ -205,7 +200,7 @@ def fixtures():
         "rsa_pss_params": cert(alg="rsa-pss", extensions=[BC_FALSE]),
         "private_alg_seq_params": cert(alg="private-seq"), "rsa_absent_params": cert(alg="rsa-noparams"),
         "ec_p384": cert(key=P384, alg="ecdsa-sha384"), "ec_p521": cert(key=P521, alg="ecdsa-sha512"),
-        "ed25519": cert(key=ED, alg="ed25519", extensions=[ext("ku", key_usage(0), True)]),
+        "ed25519": cert(key=ED, alg="ed25519", extensions=[ext("ku", bits(b"\x80", 7), True)]),
         "rsa_key_signed_by_ec": cert(signer=P256, alg="ecdsa-sha256", subject=dn(CN="Leaf under EC"),
                                      issuer=dn(CN="EC Issuer")),
         # Times.
@@ -216,7 +211,8 @@ def fixtures():
         "utc_1950": ec_cert(not_before=day(1950, 1, 1)),
         # Names.
         "name_multivalued_rdn": cert(subject=name(
-            (C, "DE"), [(O, "Qel"), (OU, "Tests"), (L, printable("Berlin"))], [(CN, printable("multi")), (UID, "u1")])),
+            (C, "DE"), [(O, "Qel"), (OU, "Tests"), (L, printable("Berlin"))],
+            [(CN, printable("multi")), (UID, "u1")])),
         "name_strings": cert(subject=name(
             (C, "FR"), (ST, t61("Île-de-France")), (L, "Zürich ✓"), (O, bmp("Ωmega Корп")),
             (OU, universal("unι")), (EMAIL, ia5("person@example.org")), (DC, ia5("example")),
@@ -236,7 +232,7 @@ def fixtures():
         # Extensions.
         "ext_one_bc_false": cert(extensions=[BC_FALSE]),
         "ext_critical_true_false_absent": cert(extensions=[ext("bc", seq(boolean(True)), True),
-                                                           ext("ku", key_usage(5, 6), False),
+                                                           ext("ku", bits(b"\x06", 1), False),
                                                            ext("ski", octets(b"\x01" * 20))]),
         "ext_many_kinds": cert(extensions=MANY_KINDS),
         "ext_san_all_forms": ec_cert(extensions=[ext("san", SAN_ALL, False), ext("ian", SAN_ALL)]),
