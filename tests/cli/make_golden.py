@@ -25,12 +25,10 @@ from der import children, oid_content  # noqa: E402  (for the bytes `cryptograph
 # Name texts
 
 # Label of each attribute type that has a row; the others leave no trace.
-LABELS = {
-    "2.5.4.3": "CN", "2.5.4.4": "S", "2.5.4.5": "SN", "2.5.4.6": "C", "2.5.4.7": "L", "2.5.4.8": "ST",
-    "2.5.4.9": "SA", "2.5.4.10": "O", "2.5.4.11": "OU", "2.5.4.12": "T", "2.5.4.16": "PA",
-    "2.5.4.17": "PC", "2.5.4.18": "PO", "2.5.4.20": "TN", "2.5.4.23": "FAX",
-    "1.2.840.113549.1.9.1": "emailAddress",
-}
+LABELS = {"2.5.4.3": "CN", "2.5.4.4": "S", "2.5.4.5": "SN", "2.5.4.6": "C", "2.5.4.7": "L", "2.5.4.8": "ST",
+          "2.5.4.9": "SA", "2.5.4.10": "O", "2.5.4.11": "OU", "2.5.4.12": "T", "2.5.4.16": "PA",
+          "2.5.4.17": "PC", "2.5.4.18": "PO", "2.5.4.20": "TN", "2.5.4.23": "FAX",
+          "1.2.840.113549.1.9.1": "emailAddress"}
 CODECS = {_ASN1Type.BMPString: "utf-16-be", _ASN1Type.UniversalString: "utf-32-be"}
 
 
@@ -91,6 +89,7 @@ ALGORITHMS = {"1.2.840.113549.1.1.4": "MD5 Hash with RSA Encryption",
               "1.2.840.113549.1.1.5": "SHA-1 Hash with RSA Encryption",
               "1.2.840.113549.1.1.2": "MD2 Hash with RSA Encryption",
               "1.2.840.113549.1.1.1": "RSA Encryption"}
+# General names with a text besides IP addresses; the others have none.
 PREFIXES = {x509.RFC822Name: "EA=", x509.DNSName: "DN=", x509.UniformResourceIdentifier: "URI="}
 SAN_BUFFER = 300  # closing zero included
 
@@ -127,14 +126,12 @@ def when(moment):
     return time.strftime("%a %b %e %H:%M:%S %Y\n", time.gmtime(int(moment.timestamp()) % (1 << 32)))
 
 
-def report(der):
+def whole_output(der):
     cert = x509.load_der_x509_certificate(der)
-    values = {e.oid: list(e.value) for e in cert.extensions if e.oid in (
-        ExtensionOID.SUBJECT_ALTERNATIVE_NAME, ExtensionOID.ISSUER_ALTERNATIVE_NAME,
-        ExtensionOID.CRL_DISTRIBUTION_POINTS)}
+    values = {e.oid: e.value for e in cert.extensions}
 
     def line(label, oid, rule):
-        text = rule(values[oid]) if oid in values else None
+        text = rule(list(values[oid])) if oid in values else None
         return f"{label}: {text}\n" if text else ""
 
     serial = cert.serial_number
@@ -148,8 +145,9 @@ def report(der):
     key = (key.public_bytes(serialization.Encoding.DER, serialization.PublicFormat.PKCS1)
            if isinstance(key, rsa.RSAPublicKey) else
            key.public_bytes(serialization.Encoding.X962, serialization.PublicFormat.UncompressedPoint))
+    digest = hashlib.md5(der).hexdigest()
     return "".join([
-        f"VERSION: {cert.version.value}\n",
+        "-----BEGIN CERTIFICATE-----\n", f"VERSION: {cert.version.value}\n",
         f"SERIAL NUMBER: {serial if len(content) <= 4 else content.hex()}\n",
         f"ISSUER: {texts(cert.issuer)[0].decode()}\n",
         line("ISSUER-ALT NAME", ExtensionOID.ISSUER_ALTERNATIVE_NAME, alt_names_text),
@@ -161,13 +159,8 @@ def report(der):
         f"SIG ALG:  {ALGORITHMS.get(sig_oid, 'Unknown')}\n" + dump(oid_content(sig_oid)),
         f"PARAM : len = {len(parameters)}\n" + dump(parameters),
         f"PUBKEY: len = {len(key)}\n" + dump(key),
-        f"KEY ALG:  {ALGORITHMS.get(key_oid, 'Unknown')}\n" + dump(oid_content(key_oid)), "\n"])
-
-
-def whole_output(der):
-    digest = hashlib.md5(der).hexdigest()
-    return ("-----BEGIN CERTIFICATE-----\n" + report(der) + "FINGERPRINT: " +
-            ":".join(digest[i:i + 2] for i in range(0, 32, 2)) + "\n-----END CERTIFICATE-----\n")
+        f"KEY ALG:  {ALGORITHMS.get(key_oid, 'Unknown')}\n" + dump(oid_content(key_oid)), "\n",
+        f"FINGERPRINT: {':'.join(digest[i:i + 2] for i in range(0, 32, 2))}\n-----END CERTIFICATE-----\n"])
 
 
 def md5_lengths():
