@@ -454,22 +454,16 @@ DATA, SAED = "1.2.840.113549.1.7.1", "1.2.840.113549.1.7.4"  # data, signedAndEn
 SHA256_ALG = seq(oid(SHA256), NULL)
 
 
-def content_info(kind, content=None):
-    return seq(oid(kind), *([ctx(0, content)] if content is not None else []))
-
-
 def openssl_messages(signer):
     """Messages of the `openssl` command; signing times and content keys differ run to run."""
     other = cert(serial=0x52, subject=dn(CN="Qel Other"))
-    key = RSA2048.private_bytes(serialization.Encoding.PEM, serialization.PrivateFormat.PKCS8,
-                                serialization.NoEncryption())
+    key_ = str(HERE / "keys/rsa2048.pem")  # RSA2048
     with tempfile.TemporaryDirectory() as tmp:
-        files = {"cert.pem": ssl.DER_cert_to_PEM_cert(signer).encode(), "key.pem": key,
-                 "other.pem": ssl.DER_cert_to_PEM_cert(other).encode(), "crl.der": x509_crl(1),
-                 "msg.txt": b"Hello, families.\n"}
+        files = {"cert.pem": ssl.DER_cert_to_PEM_cert(signer).encode(), "crl.der": x509_crl(1),
+                 "other.pem": ssl.DER_cert_to_PEM_cert(other).encode(), "msg.txt": b"Hello, families.\n"}
         for n, data in files.items():
             pathlib.Path(tmp, n).write_bytes(data)
-        cert_, key_, other_, crl, msg = (str(pathlib.Path(tmp, n)) for n in files)
+        cert_, crl, other_, msg = (str(pathlib.Path(tmp, n)) for n in files)
         io = ["-in", msg, "-outform", "DER"]
         commands = {
             "cms_signed": ["cms", "-sign", "-nodetach", "-md", "sha256", "-signer", cert_,
@@ -506,8 +500,9 @@ def attribute(kind, value):
 def pkcs7_fixtures():
     signer = cert(serial=0x51, subject=dn(CN="Qel Signer"))
     out = openssl_messages(signer)
-    out["data"] = content_info(DATA, octets(b"Hello"))
-    out["oid_only"] = content_info(DATA)
+    # ContentInfo: the type, and its content under [0] unless absent.
+    out["data"] = seq(oid(DATA), ctx(0, octets(b"Hello")))
+    out["oid_only"] = seq(oid(DATA))
     # An extended certificate: the signer's certificate with attributes, signed.
     extended = signed(seq(integer(0), signer, set_of(attribute(EMAIL, ia5("e@example.com")))))
     extended = bytes([0xA0]) + extended[1:]
@@ -515,21 +510,21 @@ def pkcs7_fixtures():
     attrs = [attribute(PKCS9 + "3", oid(DATA)), attribute(PKCS9 + "4", octets(bytes(32)))]
     authenticated = set_of(*attrs, tag=0xA0)
     unauthenticated = set_of(attribute(PKCS9 + "6", seq()), tag=0xA1)
-    out["signed_and_enveloped"] = content_info(SAED, seq(
+    out["signed_and_enveloped"] = seq(oid(SAED), ctx(0, seq(
         integer(1), set_of(recipient_info(1)), set_of(SHA256_ALG),
         encrypted_content(tlv(0x80, b"\x5a" * 16)),
         set_of(signer, extended, tag=0xA0), set_of(crl, tag=0xA1),
-        set_of(signer_info(1, unauthenticated, authenticated))))
+        set_of(signer_info(1, unauthenticated, authenticated)))))
     algs = [SHA256_ALG, seq(oid("1.3.14.3.2.26"), NULL)]
     for label, ordered in (("signed_unsorted", False), ("signed_unsorted.sorted", True)):
         infos = [signer_info(3, attributes=set_of(*attrs[::-1], tag=0xA0, ordered=ordered)),
                  signer_info(2, attributes=authenticated), signer_info(1)]
-        out[label] = seq(integer(1), set_of(*algs, ordered=ordered), content_info(DATA),
+        out[label] = seq(integer(1), set_of(*algs, ordered=ordered), seq(oid(DATA)),
                          set_of(extended, signer, tag=0xA0, ordered=ordered),
                          set_of(signed(v1_tbs(time(day(2030, 1, 1)))), crl, tag=0xA1, ordered=ordered),
                          set_of(*infos, ordered=ordered))
     out["signed_full"] = seq(
-        integer(1), set_of(*(seq(oid(PRIVATE + ".3.%d" % i)) for i in range(32))), content_info(DATA),
+        integer(1), set_of(*(seq(oid(PRIVATE + ".3.%d" % i)) for i in range(32))), seq(oid(DATA)),
         set_of(*(cert(serial=i + 1) for i in range(32)), tag=0xA0),
         set_of(*(signed(v1_tbs(seq(seq(integer(i), time(day(2024, 1, 1)))))) for i in range(32)), tag=0xA1),
         set_of(*(signer_info(i + 1) for i in range(32))))
