@@ -1,15 +1,11 @@
 #!/usr/bin/env python3
-"""Writes the DER fixtures of the tests beside this script: certs/*.der, all
-canonical, and bad/*.der, certificates with one structural fault each; names/,
-the certificates and requests the name texts are checked on; families/, the
-general names, revocation lists, O/R addresses and PKCS#7 messages.
-
-Certificates are assembled element by element, so that they can hold what
-certificate builders never write (version 1, unique identifiers, an explicit
-FALSE `critical`, odd parameters, empty names). The keys sign for real: RSA
-keys are kept in keys/, the others come from fixed scalars, and signatures are
-deterministic, so a new run rewrites the same bytes except in the messages the
-`openssl` command signs or encrypts.
+"""Writes the DER fixtures of the tests beside this script: certs/ (canonical
+certificates), bad/ (certificates with one structural fault each), names/ (what
+the name texts are checked on) and families/ (general names, revocation lists,
+O/R addresses, PKCS#7). Certificates are assembled element by element, so they
+can hold what builders never write. The keys (RSA ones in keys/, the others from
+fixed scalars) sign for real and deterministically: a new run rewrites the same
+bytes but for the messages the `openssl` command signs or encrypts.
 
 Usage: python3 make_certs.py   (from any directory; needs `cryptography` and `openssl`)
 """
@@ -388,8 +384,7 @@ def gn_fixtures():
         x509.IPAddress(ipaddress.ip_address("10.0.0.1")), x509.IPAddress(ipaddress.ip_address("2001:db8::1")),
         x509.RegisteredID(x509.ObjectIdentifier(PRIVATE + ".1"))]).public_bytes()
     cdp = x509.CRLDistributionPoints([
-        x509.DistributionPoint([x509.UniformResourceIdentifier("http://crl.example.com/a.crl")],
-                               None, None, None),
+        x509.DistributionPoint([x509.UniformResourceIdentifier("http://crl.example.com/a.crl")], None, None, None),
         x509.DistributionPoint(None, x509.RelativeDistinguishedName(
             [x509.NameAttribute(x509.NameOID.COMMON_NAME, "CRL1")]),
             frozenset([x509.ReasonFlags.key_compromise, x509.ReasonFlags.ca_compromise]),
@@ -411,11 +406,9 @@ def gn_fixtures():
 
 
 def x509_crl(entries, next_update=day(2034, 1, 1), extensions=True):
-    builder = (x509.CertificateRevocationListBuilder().issuer_name(X_ROOT)
-               .last_update(day(2024, 1, 1)).next_update(next_update))
+    builder = x509.CertificateRevocationListBuilder(X_ROOT, day(2024, 1, 1), next_update)
     for serial in range(1, entries + 1):
-        entry = (x509.RevokedCertificateBuilder().serial_number(serial)
-                 .revocation_date(day(2024, 1, 1) + timedelta(seconds=serial)))
+        entry = x509.RevokedCertificateBuilder(serial, day(2024, 1, 1) + timedelta(seconds=serial))
         if extensions and serial <= 2:
             entry = (entry.add_extension(x509.CRLReason(x509.ReasonFlags.key_compromise), False)
                      .add_extension(x509.InvalidityDate(day(2023, 12, 31)), False))
