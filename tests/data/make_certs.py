@@ -384,11 +384,10 @@ def gn_fixtures():
         x509.IPAddress(ipaddress.ip_address("10.0.0.1")), x509.IPAddress(ipaddress.ip_address("2001:db8::1")),
         x509.RegisteredID(x509.ObjectIdentifier(PRIVATE + ".1"))]).public_bytes()
     cdp = x509.CRLDistributionPoints([
-        x509.DistributionPoint([x509.UniformResourceIdentifier("http://crl.example.com/a.crl")], None, None, None),
-        x509.DistributionPoint(None, x509.RelativeDistinguishedName(
-            [x509.NameAttribute(x509.NameOID.COMMON_NAME, "CRL1")]),
-            frozenset([x509.ReasonFlags.key_compromise, x509.ReasonFlags.ca_compromise]),
-            [x509.DirectoryName(X_ROOT)]),
+        x509.DistributionPoint([x509.UniformResourceIdentifier("http://crl.example.com/a.crl")],
+                               None, None, None),
+        x509.DistributionPoint(None, x509.Name.from_rfc4514_string("CN=CRL1").rdns[0], frozenset(
+            [x509.ReasonFlags.key_compromise, x509.ReasonFlags.ca_compromise]), [x509.DirectoryName(X_ROOT)]),
         x509.DistributionPoint([x509.DirectoryName(X_ROOT)], None, None, None)]).public_bytes()
     # What the library reads beyond those tools: X.400 addresses and EDI party names.
     hand = seq(ctx(0, oid(PRIVATE + ".2") + ctx(0, printable("raw"))), rfc822("a@example.com"),
