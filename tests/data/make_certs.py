@@ -449,7 +449,7 @@ SHA256_ALG = seq(oid(SHA256), NULL)
 def openssl_messages(signer):
     """Messages of the `openssl` command; signing times and content keys differ run to run."""
     other = cert(serial=0x52, subject=dn(CN="Qel Other"))
-    key_ = str(HERE / "keys/rsa2048.pem")  # RSA2048
+    key_ = str(HERE / "keys/rsa2048.pem")  # the PKCS#8 file RSA2048 was read from
     with tempfile.TemporaryDirectory() as tmp:
         files = {"cert.pem": ssl.DER_cert_to_PEM_cert(signer).encode(), "crl.der": x509_crl(1),
                  "other.pem": ssl.DER_cert_to_PEM_cert(other).encode(), "msg.txt": b"Hello, families.\n"}
