@@ -1,51 +1,39 @@
 """DER building blocks shared by the scripts that make test data: each function
-returns the octets of one element."""
-
-
-def length(n):
-    if n < 0x80:
-        return bytes([n])
-    body = n.to_bytes((n.bit_length() + 7) // 8, "big")
-    return bytes([0x80 | len(body)]) + body
+returns the octets of one element; `write` stores a set of them as files."""
+import os
 
 
 def tlv(tag, content):
-    return bytes([tag]) + length(len(content)) + content
+    n = len(content)
+    size = b"" if n < 0x80 else n.to_bytes((n.bit_length() + 7) // 8, "big")
+    return bytes([tag]) + (bytes([0x80 | len(size)]) + size if size else bytes([n])) + content
 
 
 def seq(*items):
     return tlv(0x30, b"".join(items))
 
 
-def set_of(*items):
-    # DER order: by encoding, the shorter one compared as if zero-padded.
+def set_of(*items, tag=0x31, ordered=True):
+    """A set-of under `tag`, in DER order unless `ordered` is false: by encoding,
+    the shorter one compared as if zero-padded."""
     width = max((len(i) for i in items), default=0)
-    ordered = sorted(items, key=lambda i: i.ljust(width, b"\0"))
-    return tlv(0x31, b"".join(ordered))
+    return tlv(tag, b"".join(sorted(items, key=lambda i: i.ljust(width, b"\0")) if ordered else items))
 
 
 def integer(n):
-    size = max(1, (n + (n < 0)).bit_length() // 8 + 1)
-    return tlv(0x02, n.to_bytes(size, "big", signed=True))
-
-
-def unsigned_integer(raw):
-    """INTEGER whose content is exactly `raw` (caller keeps it minimal)."""
-    return tlv(0x02, raw)
+    return tlv(0x02, n.to_bytes(max(1, (n + (n < 0)).bit_length() // 8 + 1), "big", signed=True))
 
 
 def oid_content(dotted):
     """Content octets of the OBJECT IDENTIFIER written `dotted`."""
-    arcs = [int(a) for a in dotted.split(".")]
-    out = bytearray()
+    arcs, out = [int(a) for a in dotted.split(".")], b""
     for arc in [arcs[0] * 40 + arcs[1]] + arcs[2:]:
-        chunk = [arc & 0x7F]
-        arc >>= 7
-        while arc:
-            chunk.append(0x80 | (arc & 0x7F))
+        chunk = bytes([arc & 0x7F])
+        while arc > 0x7F:
             arc >>= 7
-        out += bytes(reversed(chunk))
-    return bytes(out)
+            chunk = bytes([0x80 | (arc & 0x7F)]) + chunk
+        out += chunk
+    return out
 
 
 def oid(dotted):
@@ -64,11 +52,11 @@ def bits(data, unused=0):
     return tlv(0x03, bytes([unused]) + data)
 
 
-NULL = b"\x05\x00"
-
-
 def ctx(n, content, constructed=True):
     return tlv((0xA0 if constructed else 0x80) | n, content)
+
+
+NULL = b"\x05\x00"
 
 
 # String types of attribute values: each takes a text and encodes it.
@@ -78,6 +66,8 @@ def _string(tag, codec):
 
 printable, utf8, t61 = _string(0x13, "ascii"), _string(0x0C, "utf-8"), _string(0x14, "latin-1")
 ia5, bmp, universal = _string(0x16, "ascii"), _string(0x1E, "utf-16-be"), _string(0x1C, "utf-32-be")
+# General names of the forms written as text.
+rfc822, dns, uri = _string(0x81, "ascii"), _string(0x82, "ascii"), _string(0x86, "ascii")
 
 
 def time(when):
@@ -98,3 +88,11 @@ def children(der):
         out.append((der[pos], der[pos:pos + head + n], der[pos + head:pos + head + n]))
         pos += head + n
     return out
+
+
+def write(directory, items):
+    """Writes each element of `items` to <directory>/<label>.der."""
+    os.makedirs(directory, exist_ok=True)
+    for label, der in items.items():
+        with open(os.path.join(directory, label + ".der"), "wb") as f:
+            f.write(der)
