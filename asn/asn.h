@@ -81,7 +81,8 @@ uint32_t get_lth(const uint8_t** cursor, const uint8_t* limit);
 uint32_t take_tag(const uint8_t** cursor, int32_t tag, const uint8_t* limit);
 
 // True when `length` octets starting at `position` fit before `limit`;
-// immune to address wrap.
+// immune to address wrap. The one bounds check of the codec: every read
+// asks it first.
 inline bool fits(const uint8_t* position, uint32_t length, const uint8_t* limit) {
   return position <= limit && length <= static_cast<uint64_t>(limit - position) &&
          length <= 0x7FFF0000u;

@@ -188,26 +188,14 @@ bool cursor_usable(uint8_t** cursor, int32_t* err) {
   return true;
 }
 
-// Common first steps of a sequence or list decoder. Returns 1 with `end` set
-// when the header is good; 0 when the element is not here or refused.
-// `overrun` tells the caller that the header ran past `limit`.
-int32_t read_header(void* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
-                    int32_t* err, const uint8_t*& end, bool& overrun) {
-  overrun = false;
-  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
-  const ElementHeader h = read_element(cursor, limit, tag, err);
-  overrun = h.outcome == ElementHeader::kOverrun;
-  if (h.outcome != ElementHeader::kGood) return 0;
-  *cursor = h.content;
-  end = h.content + h.length;
-  return 1;
-}
-
 // Closing step of sequences and lists: where the position stands against end.
 void check_end(const uint8_t* pos, const uint8_t* end, int32_t* err) {
-  if (pos > end) set_err(err, ASN_OVERRUN);
-  else if (pos < end) set_err(err, ASN_LEFTOVER);
+  if (!fits(pos, 0, end)) set_err(err, ASN_OVERRUN);
+  else if (pos != end) set_err(err, ASN_LEFTOVER);
 }
+
+void* unpack_at(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                int32_t* err);
 
 // ---------------------------------------------------------------------------
 // Sequence
@@ -276,27 +264,27 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
     case Form::Optional: {
       void*& p = pointer_at(v, f.offset);
       if (p != nullptr) t_drop(f.type, p);
-      p = unpack(f.type, cursor, end, f.tag, err);
+      p = unpack_at(f.type, cursor, end, f.tag, err);
       return;
     }
     case Form::ExplicitInline:
     case Form::ExplicitOptional: {
-      const uint32_t n = take_tag(cursor, f.wrapper, end);
-      if (n == 0) return;  // absent or empty wrapper: the field is not missed
-      // Length octets cut off by the end: an overrun like any other, with
-      // the position left at the end.
-      if (n == LENGTH_PAST_LIMIT) return set_err(err, ASN_OVERRUN);
-      const uint8_t* inner_start = *cursor;
+      // The inner element is read against the sequence's end; the wrapper's
+      // own end is only compared with (it may lie beyond the input).
+      const Header w = read_header(*cursor, end, f.wrapper, kUnbounded);
+      if (w.outcome == Header::kNotHere) return;
+      // Length octets cut off by the end: an overrun like any other.
+      if (w.outcome == Header::kOverrun) return report_overrun(cursor, end, err);
+      *cursor = w.content;
+      if (w.length == 0) return;  // an empty wrapper: the field is not missed
       if (f.form == Form::ExplicitInline) {
         result &= t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
       } else {
         void*& p = pointer_at(v, f.offset);
         t_drop(f.type, p);
-        p = unpack(f.type, cursor, end, f.tag, err);
+        p = unpack_at(f.type, cursor, end, f.tag, err);
       }
-      // The inner element was read against the sequence's end; the wrapper's
-      // own end is only compared with (it may lie beyond the input).
-      if (static_cast<uint64_t>(*cursor - inner_start) != n) set_err(err, ASN_WRAPPER_END);
+      if (static_cast<uint64_t>(*cursor - w.content) != w.length) set_err(err, ASN_WRAPPER_END);
       return;
     }
   }
@@ -304,13 +292,12 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
 
 int32_t seq_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
                 int32_t tag, int32_t* err) {
-  if (err == nullptr) return 0;
-  const uint8_t* end = nullptr;
-  bool overrun = false;
-  if (!read_header(v, cursor, limit, tag, err, end, overrun)) return 0;
+  const Header h = open_element(cursor, limit, tag, err);
+  if (h.outcome != Header::kGood) return 0;
+  const uint8_t* end = h.content + h.length;
   int32_t result = 1;
   for (uint32_t i = 0; i < d->field_count; ++i) {
-    if (i >= d->trailing_from && *cursor >= end) return result;
+    if (i >= d->trailing_from && peek(*cursor, end) == nullptr) return result;
     seq_field(d->fields[i], v, cursor, end, err, result);
   }
   if ((d->flags & TYPE_HAS_REQUIRED) && result == 0) set_err(err, ASN_FIELD_FAILED);
@@ -440,21 +427,26 @@ int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const 
 
 int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
                  int32_t tag, int32_t* err) {
-  if (err == nullptr) return 0;
-  const uint8_t* end = nullptr;
-  bool overrun = false;
-  if (!read_header(v, cursor, limit, tag, err, end, overrun)) {
-    if (overrun) {
+  const Header h = open_element(cursor, limit, tag, err);
+  if (h.outcome != Header::kGood) {
+    if (h.outcome == Header::kOverrun) {
       release_from(d, v, 0);
       count_of(v) = -1;
     }
     return 0;
   }
+  const uint8_t* end = h.content + h.length;
   void** items = items_of(d, v);
   int32_t& count = count_of(v);
   count = 0;
-  for (uint32_t i = 0; i < d->capacity && *cursor < end; ++i) {
+  for (uint32_t i = 0; i < d->capacity && peek(*cursor, end) != nullptr; ++i) {
     if (items[i] == nullptr) items[i] = t_make(d->element);
+    if (items[i] == nullptr) {
+      set_err(err, ASN_NO_RECORD);
+      break;
+    }
+    // A choice element is handed the list's own limit as the bound of a
+    // wrapped alternative.
     const int32_t ok = d->element->shape == Shape::Choice
                            ? choice_decode(d->element, items[i], cursor, end, limit, err)
                            : t_uip(d->element, items[i], cursor, end, d->element_tag, err);
@@ -524,28 +516,21 @@ void choice_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int3
 // encloses the list. Everywhere else `outer` is `limit`.
 int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
                       const uint8_t* outer, int32_t* err) {
-  if (err == nullptr) return 0;
-  if (v == nullptr) return set_err(err, ASN_NO_RECORD), 0;
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), 0;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), 0;
-  if (*cursor >= limit) return 0;
-  const uint8_t octet = **cursor;
+  const uint8_t* at = peek(*cursor, limit);
+  if (at == nullptr) return 0;
+  const uint8_t octet = *at;
   const AltDesc* alt = find_alt(d, octet);
   if (alt == nullptr) return set_err(err, ASN_BAD_CHOICE), 0;
   ChoiceHead& c = choice_of(v);
   if (c.value != nullptr) choice_dip(d, v);  // a fresh record holds nothing to release
   c.tag = octet;
   if (alt->flags & ALT_WRAPPED) {
-    const uint32_t n = take_tag(cursor, octet, limit);
-    if (n == 0) return 0;
-    const uint8_t* inner_start = *cursor;
-    if (!fits(inner_start, n, outer)) {
-      set_err(err, ASN_OVERRUN);
-      *cursor = limit;
-      return 0;
-    }
-    const uint8_t* wrapper_end = inner_start + n;
-    c.value = unpack(alt->type, cursor, wrapper_end, alt->inner_tag, err);
+    const Header w = read_header(*cursor, limit, octet, outer);
+    if (w.outcome == Header::kOverrun) return report_overrun(cursor, limit, err), 0;
+    *cursor = w.content;
+    if (w.length == 0) return 0;
+    const uint8_t* wrapper_end = w.content + w.length;
+    c.value = unpack_at(alt->type, cursor, wrapper_end, alt->inner_tag, err);
     if (c.value == nullptr) return 0;
     if (*cursor != wrapper_end) return set_err(err, ASN_WRAPPER_END), 0;
     return 1;
@@ -561,15 +546,19 @@ int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uin
   return choice_decode(d, v, cursor, limit, limit, err);
 }
 
-// The first step of _unpack_X: false when no record is to be made (null
-// arguments, reported as uip_X would; the position at `limit`; another tag).
-bool element_here(const uint8_t** cursor, const uint8_t* limit, int32_t tag, bool any_tag,
-                  int32_t* err) {
-  if (err == nullptr) return false;
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), false;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), false;
-  if (*cursor >= limit) return false;
-  return any_tag || **cursor == static_cast<uint8_t>(tag);
+// Makes a record and decodes into it: _unpack_X below its entry checks.
+// Nothing is made when the position is at `limit` or holds another tag
+// (any tag will do for choices and raw blocks).
+void* unpack_at(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                int32_t* err) {
+  const uint8_t* at = peek(*cursor, limit);
+  if (at == nullptr) return nullptr;
+  if ((d->flags & TYPE_ANY_TAG) == 0 && *at != static_cast<uint8_t>(tag)) return nullptr;
+  void* record = t_make(d);
+  if (record == nullptr) return set_err(err, ASN_NO_RECORD), nullptr;
+  if (t_uip(d, record, cursor, limit, tag, err)) return record;
+  t_drop(d, record);
+  return nullptr;
 }
 
 void* constructed_make(const TypeDesc* d) { return detail::take_record(d->record_size); }
@@ -607,18 +596,17 @@ void pack(const TypeDesc* d, uint8_t** cursor, void* value, int32_t tag, int32_t
   t_pack(d, cursor, value, tag, err);
   if (outermost) size_memo.end();
 }
+// The decoding entries check their arguments once; nothing below does.
 int32_t uip(const TypeDesc* d, void* value, const uint8_t** cursor, const uint8_t* limit,
             int32_t tag, int32_t* err) {
+  if (!decoder_entry(value, cursor, err)) return 0;
   return t_uip(d, value, cursor, limit, tag, err);
 }
 
 void* unpack(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
              int32_t* err) {
-  if (!element_here(cursor, limit, tag, (d->flags & TYPE_ANY_TAG) != 0, err)) return nullptr;
-  void* record = t_make(d);
-  if (t_uip(d, record, cursor, limit, tag, err)) return record;
-  t_drop(d, record);
-  return nullptr;
+  if (err == nullptr || !position_usable(cursor, err)) return nullptr;
+  return unpack_at(d, cursor, limit, tag, err);
 }
 
 }  // namespace qel::engine

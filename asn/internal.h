@@ -34,26 +34,138 @@ struct Pool {
   static void give(T* record) { detail::give_record(record, sizeof(T)); }
 };
 
-// The tag and length of the element at the position: the first step of every
-// decoder. Nothing moves unless the element overruns `limit`.
-struct ElementHeader {
-  enum Outcome {
-    kAbsent,   // position at `limit`, or another tag: nothing stored
-    kRefused,  // a code was stored (-7, -8, or the wrong fixed length)
-    kOverrun,  // -9 was stored and the position set to `limit`
-    kGood,     // `content` and `length` describe content inside `limit`
+// ---------------------------------------------------------------------------
+// Reading. Every octet a decoder reads is reached through step or peek, and
+// both ask fits whether it lies before the limit: that is the one bounds
+// check of the codec.
+
+// The position of `n` octets that lie before `limit`, `pos` moved past them;
+// null, with `pos` unchanged, when they do not fit.
+inline const uint8_t* step(const uint8_t*& pos, uint32_t n, const uint8_t* limit) {
+  if (!fits(pos, n, limit)) return nullptr;
+  const uint8_t* at = pos;
+  pos += n;
+  return at;
+}
+
+// The octet at `pos` without moving, or null at or beyond `limit`.
+inline const uint8_t* peek(const uint8_t* pos, const uint8_t* limit) {
+  return fits(pos, 1, limit) ? pos : nullptr;
+}
+
+// Long form of a length field whose first octet announced `count` octets.
+// False, `pos` at `limit`, when they run past it.
+bool read_long_length(uint32_t count, const uint8_t*& pos, const uint8_t* limit,
+                      uint32_t& length);
+
+// A length field at `pos`, `pos` moved past it. Short lengths, nearly all of
+// them, are read here without a call. False when the field runs past `limit`.
+inline bool read_length(const uint8_t*& pos, const uint8_t* limit, uint32_t& length) {
+  const uint8_t* first = step(pos, 1, limit);
+  if (first == nullptr) return false;
+  if (*first < 0x80) {
+    length = *first;
+    return true;
+  }
+  return read_long_length(*first & 0x7Fu, pos, limit, length);
+}
+
+inline constexpr int32_t kAnyTag = -1;
+inline constexpr uint32_t kAnyLength = 0xFFFFFFFFu;
+// As `outer`: the content is not held against any bound.
+inline constexpr const uint8_t* kUnbounded = nullptr;
+
+// The header of one element.
+struct Header {
+  enum Outcome : uint8_t {
+    kNotHere,  // the position at `limit`, or another tag
+    kRefused,  // a length other than the fixed one asked for
+    kOverrun,  // the length field runs past `limit`, or the content past `outer`
+    kGood,
   } outcome;
+  uint8_t tag;
+  // Behind the length field (at `limit` when the field was cut off) and the
+  // length read (LENGTH_PAST_LIMIT when cut off); set for every outcome but
+  // kNotHere.
   const uint8_t* content;
   uint32_t length;
 };
-inline constexpr int32_t kAnyTag = -1;
-inline constexpr uint32_t kAnyLength = 0xFFFFFFFFu;
-// With `fixed_length` set, any other length stores `bad_length` (checked
-// before the limit, the position left at the tag); a length field cut off
-// by the limit is an overrun all the same.
-ElementHeader read_element(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+
+// Reads the header of the element at `pos`: its tag (`tag`, or with kAnyTag
+// whatever stands there), then its length field, both before `limit`; then,
+// unless `outer` is kUnbounded, whether the content ends at or before
+// `outer`. Almost every caller passes `limit` as `outer`; a wrapped choice
+// alternative in a list passes the bound the list itself was given. With
+// `fixed_length` set, any other length is refused (a cut-off field is an
+// overrun all the same). Nothing is stored and nothing moves.
+inline Header read_header(const uint8_t* pos, const uint8_t* limit, int32_t tag,
+                          const uint8_t* outer, uint32_t fixed_length = kAnyLength) {
+  const uint8_t* at = step(pos, 1, limit);
+  if (at == nullptr || (tag != kAnyTag && *at != static_cast<uint8_t>(tag)))
+    return Header{Header::kNotHere, 0, nullptr, 0};
+  uint32_t n = 0;
+  if (!read_length(pos, limit, n)) return Header{Header::kOverrun, *at, limit, LENGTH_PAST_LIMIT};
+  if (fixed_length != kAnyLength && n != fixed_length) return Header{Header::kRefused, *at, pos, n};
+  if (outer != kUnbounded && !fits(pos, n, outer)) return Header{Header::kOverrun, *at, pos, n};
+  return Header{Header::kGood, *at, pos, n};
+}
+
+// Stores -9 and moves the position to `limit`: what a decoder does when its
+// element overruns.
+inline void report_overrun(const uint8_t** cursor, const uint8_t* limit, int32_t* err) {
+  set_err(err, ASN_OVERRUN);
+  *cursor = limit;
+}
+
+// The first step of a decoder: reads the header at the position against
+// `limit` and, when it is good, moves the position to the content. An
+// overrun is reported; a refused length stores `bad_length` and leaves the
+// position at the tag.
+inline Header open_element(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                            int32_t* err, uint32_t fixed_length = kAnyLength,
-                           int32_t bad_length = 0);
+                           int32_t bad_length = 0) {
+  const Header h = read_header(*cursor, limit, tag, limit, fixed_length);
+  if (h.outcome == Header::kGood) *cursor = h.content;
+  else if (h.outcome == Header::kOverrun) report_overrun(cursor, limit, err);
+  else if (h.outcome == Header::kRefused) set_err(err, bad_length);
+  return h;
+}
+
+// The checks made once where a decoder is entered from outside. Below the
+// entry neither the cursor, the position nor `err` can be null, and records
+// made on the way are tested where they are made.
+// position_usable: false, -7 or -8 stored, for a null cursor or position.
+inline bool position_usable(const uint8_t** cursor, int32_t* err) {
+  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), false;
+  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), false;
+  return true;
+}
+// decoder_entry: false when `err` is null; for a null record -6 comes first.
+inline bool decoder_entry(const void* value, const uint8_t** cursor, int32_t* err) {
+  if (err == nullptr) return false;
+  if (value == nullptr) return set_err(err, ASN_NO_RECORD), false;
+  return position_usable(cursor, err);
+}
+
+// The decoders of the primitives below the entry checks; their descriptors
+// point here.
+#define QEL_DECLARE_DECODER(X, R) \
+  int32_t decode_##X(R* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag, \
+                     int32_t* err);
+QEL_DECLARE_DECODER(GeneralizedTime, vbl_blk)
+QEL_DECLARE_DECODER(IA5String, vbl_blk)
+QEL_DECLARE_DECODER(NumericString, vbl_blk)
+QEL_DECLARE_DECODER(OBJECT_ID, vbl_blk)
+QEL_DECLARE_DECODER(OCTET_STRING, vbl_blk)
+QEL_DECLARE_DECODER(PrintableString, vbl_blk)
+QEL_DECLARE_DECODER(T61String, vbl_blk)
+QEL_DECLARE_DECODER(UTCTime, vbl_blk)
+QEL_DECLARE_DECODER(INTEGER, vbl_blk)
+QEL_DECLARE_DECODER(UNDECODED_ASN_BLOCK, vbl_blk)
+QEL_DECLARE_DECODER(BOOLEAN, BOOLEAN)
+QEL_DECLARE_DECODER(ASN_NULL, ASN_NULL)
+QEL_DECLARE_DECODER(BIT_STRING, BIT_STRING)
+#undef QEL_DECLARE_DECODER
 
 int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8_t** cursor,
                       const uint8_t* limit, int32_t* err);

@@ -1,11 +1,13 @@
 // Descriptors of the primitives, so that catalogue tables can name them as
 // field and element types.
 #include "asn/engine.h"
+#include "asn/internal.h"
 
 namespace qel {
 namespace {
 
-// Adapts a primitive's typed operations to the engine's untyped ones.
+// Adapts a primitive's typed operations to the engine's untyped ones. The
+// decoder is the one below the entry checks: the engine made those already.
 template <class R, R* (*New)(), void (*Dip)(R*), void (*Drop)(R*), int32_t (*Size)(R*, int32_t),
           void (*Pack)(uint8_t**, R*, int32_t, int32_t*),
           int32_t (*Uip)(R*, const uint8_t**, const uint8_t*, int32_t, int32_t*)>
@@ -35,9 +37,9 @@ constexpr TypeDesc primitive(const char* name, uint32_t size, const TypeOps* ops
 }
 
 #define QEL_VALUE_OPS(X, SIZE)                                                              \
-  Adapt<vbl_blk, new_vbl_blk, dip_vbl_blk, drop_vbl_blk, SIZE, _pack_##X, uip_##X>::ops
+  Adapt<vbl_blk, new_vbl_blk, dip_vbl_blk, drop_vbl_blk, SIZE, _pack_##X, decode_##X>::ops
 #define QEL_RECORD_OPS(X) \
-  Adapt<X, new_##X, dip_##X, drop_##X, sizeof_##X, _pack_##X, uip_##X>::ops
+  Adapt<X, new_##X, dip_##X, drop_##X, sizeof_##X, _pack_##X, decode_##X>::ops
 
 }  // namespace
 

@@ -44,6 +44,11 @@ void _pack_INTEGER(uint8_t** cursor, vbl_blk* value, int32_t tag, int32_t* err) 
   _pack_vbl_blk(tag, 0, 0, cursor, value, err);
 }
 
+int32_t decode_INTEGER(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                       int32_t* err) {
+  return decode_octets(tag, value->length, value->bytes, cursor, limit, err);
+}
+
 int32_t uip_INTEGER(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                     int32_t* err) {
   return uip_vbl_blk(tag, "INTEGER", 2, value, cursor, limit, err);
@@ -83,14 +88,13 @@ int32_t put_int_val(vbl_blk* value, int32_t number) {
 
 namespace {
 
-// Header of a BOOLEAN or NULL element: checks the arguments and the tag,
-// then the fixed length. Returns the content position, or null when the
-// element is refused (the reason stored as for the shared decoder).
-const uint8_t* fixed_header(const void* value, const uint8_t** cursor, const uint8_t* limit,
-                            int32_t tag, uint32_t want, int32_t bad_length, int32_t* err) {
-  if (value == nullptr) return set_err(err, ASN_NO_RECORD), nullptr;
-  const ElementHeader h = read_element(cursor, limit, tag, err, want, bad_length);
-  return h.outcome == ElementHeader::kGood ? h.content : nullptr;
+// Header of a BOOLEAN or NULL element with its fixed length. Returns the
+// content position, or null when the element is not here, overruns, or has
+// another length (`bad_length` stored, the position left at the tag).
+const uint8_t* fixed_header(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                            uint32_t want, int32_t bad_length, int32_t* err) {
+  const Header h = open_element(cursor, limit, tag, err, want, bad_length);
+  return h.outcome == Header::kGood ? h.content : nullptr;
 }
 
 }  // namespace
@@ -114,14 +118,18 @@ void _pack_BOOLEAN(uint8_t** cursor, BOOLEAN* value, int32_t tag, int32_t* err) 
   put_byte(cursor, value->value != 0 ? 0xFF : 0x00);
 }
 
-int32_t uip_BOOLEAN(BOOLEAN* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
-                    int32_t* err) {
-  if (err == nullptr) return 0;
-  const uint8_t* pos = fixed_header(value, cursor, limit, tag, 1, ASN_BAD_BOOLEAN, err);
+int32_t decode_BOOLEAN(BOOLEAN* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                       int32_t* err) {
+  const uint8_t* pos = fixed_header(cursor, limit, tag, 1, ASN_BAD_BOOLEAN, err);
   if (pos == nullptr) return 0;
   value->value = *pos != 0 ? 1 : 0;
   *cursor = pos + 1;
   return 1;
+}
+
+int32_t uip_BOOLEAN(BOOLEAN* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
+                    int32_t* err) {
+  return decoder_entry(value, cursor, err) && decode_BOOLEAN(value, cursor, limit, tag, err);
 }
 
 BOOLEAN* _unpack_BOOLEAN(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
@@ -146,13 +154,15 @@ void _pack_ASN_NULL(uint8_t** cursor, ASN_NULL* value, int32_t tag, int32_t* err
   put_byte(cursor, 0x00);
 }
 
+int32_t decode_ASN_NULL(ASN_NULL* value, const uint8_t** cursor, const uint8_t* limit,
+                        int32_t tag, int32_t* err) {
+  (void)value;
+  return fixed_header(cursor, limit, tag, 0, ASN_BAD_NULL, err) != nullptr;
+}
+
 int32_t uip_ASN_NULL(ASN_NULL* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                      int32_t* err) {
-  if (err == nullptr) return 0;
-  const uint8_t* pos = fixed_header(value, cursor, limit, tag, 0, ASN_BAD_NULL, err);
-  if (pos == nullptr) return 0;
-  *cursor = pos;
-  return 1;
+  return decoder_entry(value, cursor, err) && decode_ASN_NULL(value, cursor, limit, tag, err);
 }
 
 ASN_NULL* _unpack_ASN_NULL(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
@@ -196,10 +206,8 @@ void _pack_BIT_STRING(uint8_t** cursor, BIT_STRING* value, int32_t tag, int32_t*
   encode_octets(tag, 1, value->unused_bits, cursor, value->length, value->bytes, err);
 }
 
-int32_t uip_BIT_STRING(BIT_STRING* value, const uint8_t** cursor, const uint8_t* limit,
-                       int32_t tag, int32_t* err) {
-  if (err == nullptr) return 0;
-  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
+int32_t decode_BIT_STRING(BIT_STRING* value, const uint8_t** cursor, const uint8_t* limit,
+                          int32_t tag, int32_t* err) {
   if (value->bytes != nullptr) dip_BIT_STRING(value);
   if (!decode_octets(tag, value->length, value->bytes, cursor, limit, err)) return 0;
   if (value->bytes == nullptr || value->length <= 0) return 0;
@@ -208,6 +216,13 @@ int32_t uip_BIT_STRING(BIT_STRING* value, const uint8_t** cursor, const uint8_t*
   value->length -= 1;
   value->offset = 1;
   return 1;
+}
+
+int32_t uip_BIT_STRING(BIT_STRING* value, const uint8_t** cursor, const uint8_t* limit,
+                       int32_t tag, int32_t* err) {
+  // A value held is released even when the cursor is refused.
+  if (err != nullptr && value != nullptr && value->bytes != nullptr) dip_BIT_STRING(value);
+  return decoder_entry(value, cursor, err) && decode_BIT_STRING(value, cursor, limit, tag, err);
 }
 
 BIT_STRING* _unpack_BIT_STRING(const uint8_t** cursor, const uint8_t* limit, int32_t tag,

@@ -1,6 +1,7 @@
 // Tag and length layer: single octets, tag octets and DER length fields at a
 // moving position.
 #include "asn/asn.h"
+#include "asn/internal.h"
 
 namespace qel {
 
@@ -41,34 +42,34 @@ void put_tag(uint8_t** cursor, int32_t tag, uint32_t length) {
 }
 
 int32_t get_byte(const uint8_t** cursor, const uint8_t* limit) {
-  if (*cursor >= limit) return -1;
-  return *(*cursor)++;
+  const uint8_t* at = step(*cursor, 1, limit);
+  return at != nullptr ? *at : -1;
+}
+
+// The last four of `count` octets count: earlier ones fall off the top.
+bool read_long_length(uint32_t count, const uint8_t*& pos, const uint8_t* limit,
+                      uint32_t& length) {
+  const uint8_t* octets = step(pos, count, limit);
+  if (octets == nullptr) {
+    pos = limit;
+    return false;
+  }
+  length = 0;
+  for (uint32_t i = 0; i < count; ++i) length = (length << 8) | octets[i];
+  return true;
 }
 
 uint32_t get_lth(const uint8_t** cursor, const uint8_t* limit) {
-  const uint8_t* p = *cursor;
-  if (p >= limit) return LENGTH_PAST_LIMIT;
-  const uint8_t first = *p++;
-  if ((first & 0x80) == 0) {
-    *cursor = p;
-    return first;
-  }
-  const uint32_t count = first & 0x7Fu;
-  if (count > static_cast<uint64_t>(limit - p)) {
-    *cursor = limit;
-    return LENGTH_PAST_LIMIT;
-  }
   uint32_t length = 0;
-  for (uint32_t i = 0; i < count; ++i) length = (length << 8) | *p++;
-  *cursor = p;
-  return length;
+  return read_length(*cursor, limit, length) ? length : LENGTH_PAST_LIMIT;
 }
 
 uint32_t take_tag(const uint8_t** cursor, int32_t tag, const uint8_t* limit) {
-  if (cursor == nullptr || *cursor == nullptr || *cursor >= limit) return 0;
-  if (**cursor != static_cast<uint8_t>(tag)) return 0;
-  ++*cursor;
-  return get_lth(cursor, limit);
+  if (cursor == nullptr || *cursor == nullptr) return 0;
+  const Header h = read_header(*cursor, limit, tag, kUnbounded);
+  if (h.outcome == Header::kNotHere) return 0;
+  *cursor = h.content;
+  return h.length;
 }
 
 void err_halt(int32_t code) {

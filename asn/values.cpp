@@ -45,48 +45,22 @@ int32_t put_str_val(vbl_blk* value, const uint8_t* data, uint32_t size) {
   return 0;
 }
 
-ElementHeader read_element(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
-                           int32_t* err, uint32_t fixed_length, int32_t bad_length) {
-  constexpr ElementHeader absent{ElementHeader::kAbsent, nullptr, 0};
-  constexpr ElementHeader refused{ElementHeader::kRefused, nullptr, 0};
-  if (cursor == nullptr) return set_err(err, ASN_IN_NO_CURSOR), refused;
-  if (*cursor == nullptr) return set_err(err, ASN_IN_NO_POSITION), refused;
-  const uint8_t* pos = *cursor;
-  if (pos >= limit || (tag != kAnyTag && *pos != static_cast<uint8_t>(tag))) return absent;
-  ++pos;
-  // Short lengths, nearly all of them, are read here without a call.
-  const uint32_t n = pos < limit && *pos < 0x80 ? *pos++ : get_lth(&pos, limit);
-  const bool cut_off = n == LENGTH_PAST_LIMIT && pos == limit;
-  if (fixed_length != kAnyLength && n != fixed_length && !cut_off)
-    return set_err(err, bad_length), refused;  // the position stays at the tag
-  if (!fits(pos, n, limit)) {
-    set_err(err, ASN_OVERRUN);
-    *cursor = limit;
-    return ElementHeader{ElementHeader::kOverrun, nullptr, 0};
-  }
-  return ElementHeader{ElementHeader::kGood, pos, n};
-}
-
 // Reads one element of the given tag into (length, bytes). The common body of
 // every octet-carrying decoder. A zero-length value holds no block.
 int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8_t** cursor,
                       const uint8_t* limit, int32_t* err) {
-  const ElementHeader h = read_element(cursor, limit, tag, err);
-  if (h.outcome != ElementHeader::kGood) return 0;
-  const uint8_t* pos = h.content;
+  const Header h = open_element(cursor, limit, tag, err);
+  if (h.outcome != Header::kGood) return 0;
   const uint32_t n = h.length;
   if (bytes != nullptr) detail::give_octets(bytes, length);
   bytes = nullptr;
   length = static_cast<int32_t>(n);
   if (n > 0) {
     bytes = detail::take_octets(n);
-    if (bytes == nullptr) {
-      *cursor = pos;
-      return 0;
-    }
-    std::memcpy(bytes, pos, n);
+    if (bytes == nullptr) return 0;  // the position stays behind the length field
+    std::memcpy(bytes, h.content, n);
   }
-  *cursor = pos + n;
+  *cursor = h.content + n;
   if (globalDebugLevel > 0) trace_prim(bytes, length, trace_level);
   return 1;
 }
@@ -113,8 +87,7 @@ int32_t uip_vbl_blk(int32_t tag, const char* type_label, int32_t universal_numbe
                     int32_t* err) {
   (void)type_label;
   (void)universal_number;
-  if (err == nullptr) return 0;
-  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
+  if (!decoder_entry(value, cursor, err)) return 0;
   return decode_octets(tag, value->length, value->bytes, cursor, limit, err);
 }
 
@@ -144,14 +117,19 @@ int32_t check_chars(const vbl_blk* value, bool (*allowed)(uint8_t), int32_t code
 }  // namespace
 
 // The value family: one decoder, one encoder, an optional character check.
+// The value family: one decoder, one encoder, an optional character check.
 #define QEL_VALUE_TYPE(X, label, number, check)                                              \
   void _pack_##X(uint8_t** cursor, vbl_blk* value, int32_t tag, int32_t* err) {              \
     _pack_vbl_blk(tag, 0, 0, cursor, value, err);                                            \
   }                                                                                          \
+  int32_t decode_##X(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit,           \
+                     int32_t tag, int32_t* err) {                                            \
+    if (!decode_octets(tag, value->length, value->bytes, cursor, limit, err)) return 0;      \
+    return check;                                                                            \
+  }                                                                                          \
   int32_t uip_##X(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag, \
                   int32_t* err) {                                                            \
-    if (!uip_vbl_blk(tag, label, number, value, cursor, limit, err)) return 0;               \
-    return check;                                                                            \
+    return uip_vbl_blk(tag, label, number, value, cursor, limit, err) && (check);            \
   }                                                                                          \
   vbl_blk* _unpack_##X(const uint8_t** cursor, const uint8_t* limit, int32_t tag,            \
                        int32_t* err) {                                                       \
@@ -186,23 +164,25 @@ void _pack_UNDECODED_ASN_BLOCK(uint8_t** cursor, vbl_blk* value, int32_t tag, in
   *cursor += value->length;
 }
 
-int32_t uip_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit,
-                                int32_t tag, int32_t* err) {
+int32_t decode_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit,
+                                   int32_t tag, int32_t* err) {
   (void)tag;
-  if (err == nullptr) return 0;
-  if (value == nullptr) return set_err(err, ASN_NO_RECORD), 0;
-  const ElementHeader h = read_element(cursor, limit, kAnyTag, err);
-  if (h.outcome != ElementHeader::kGood) return 0;
   const uint8_t* start = *cursor;
-  const uint8_t* pos = h.content;
-  const uint32_t n = h.length;
+  const Header h = open_element(cursor, limit, kAnyTag, err);
+  if (h.outcome != Header::kGood) return 0;
   detail::give_octets(value->bytes, value->length);
-  const size_t total = static_cast<size_t>(pos - start) + n;
+  const size_t total = static_cast<size_t>(h.content - start) + h.length;
   value->bytes = detail::take_octets(total);
   if (value->bytes != nullptr) std::memcpy(value->bytes, start, total);
   value->length = static_cast<int32_t>(total);
-  *cursor = pos + n;
+  *cursor = h.content + h.length;
   return 1;
+}
+
+int32_t uip_UNDECODED_ASN_BLOCK(vbl_blk* value, const uint8_t** cursor, const uint8_t* limit,
+                                int32_t tag, int32_t* err) {
+  return decoder_entry(value, cursor, err) &&
+         decode_UNDECODED_ASN_BLOCK(value, cursor, limit, tag, err);
 }
 
 vbl_blk* _unpack_UNDECODED_ASN_BLOCK(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
