@@ -330,14 +330,16 @@ int32_t seq_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_
 int32_t clamped_count(const TypeDesc* d, void* v) {
   const int32_t count = count_of(v);
   if (count <= 0) return 0;
-  return static_cast<uint32_t>(count) > d->list.capacity ? static_cast<int32_t>(d->list.capacity) : count;
+  const uint32_t capacity = d->list.capacity;
+  return static_cast<uint32_t>(count) > capacity ? static_cast<int32_t>(capacity) : count;
 }
 
 // Releases the element records in slots from `first` on. Slots are filled
 // from the front, so the first empty slot ends the scan.
 void release_from(const TypeDesc* d, void* v, int32_t first) {
   void** items = items_of(d, v);
-  for (uint32_t i = static_cast<uint32_t>(first); i < d->list.capacity && items[i] != nullptr; ++i) {
+  const uint32_t capacity = d->list.capacity;
+  for (uint32_t i = static_cast<uint32_t>(first); i < capacity && items[i] != nullptr; ++i) {
     t_drop(d->list.element, items[i]);
     items[i] = nullptr;
   }
@@ -359,7 +361,8 @@ int32_t list_size(const TypeDesc* d, void* v, int32_t with_header) {
     void** items = items_of(d, v);
     const int32_t n = clamped_count(d, v);
     uint32_t sum = 0;
-    for (int32_t i = 0; i < n; ++i) sum += static_cast<uint32_t>(t_size(d->list.element, items[i], 1));
+    for (int32_t i = 0; i < n; ++i)
+      sum += static_cast<uint32_t>(t_size(d->list.element, items[i], 1));
     return static_cast<int32_t>(sum);
   });
   return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
@@ -479,7 +482,7 @@ int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8
 
 const AltDesc* find_alt(const TypeDesc* d, uint8_t tag) {
   for (uint32_t i = 0; i < d->choice.count; ++i)
-    if (tag_or_own(d->choice.alts[i].tag, d->choice.alts[i].type) == tag) return &d->choice.alts[i];
+    if (const AltDesc& a = d->choice.alts[i]; tag_or_own(a.tag, a.type) == tag) return &a;
   return nullptr;
 }
 

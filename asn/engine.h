@@ -1,12 +1,14 @@
 // The table-driven engine behind every type of the catalogue.
 //
-// A type is described by a TypeDesc: its shape, the size of its record and,
-// per shape, its fields (sequence), its element (sequence-of, set-of) or its
-// alternatives (choice). One generic implementation per shape carries out the
-// seven operations from that table; each type's named operations
-// (new_X, dip_X, drop_X, sizeof_X, _pack_X, uip_X, _unpack_X) are stamped from
-// its descriptor by QEL_DECLARE_TYPE / QEL_STAMP_TYPE. Primitives take part
-// through descriptors that wrap their hand-written operations.
+// A type is described by a TypeDesc: its shape, its own tag, the size of its
+// record and, per shape, its fields (sequence), its element (sequence-of,
+// set-of) or its alternatives (choice). One generic implementation per shape
+// carries out the seven operations from that table; each type's named
+// operations (new_X, dip_X, drop_X, sizeof_X, _pack_X, uip_X, _unpack_X) are
+// stamped from its descriptor by QEL_DECLARE_TYPE / QEL_STAMP_TYPE, which
+// each family of types/ applies to its list of types (QEL_CRL_TYPES, ...).
+// Primitives take part through descriptors that wrap their hand-written
+// operations.
 #pragma once
 
 #include <cstddef>
