@@ -29,7 +29,7 @@ inline ChoiceHead& choice_of(void* record) { return *static_cast<ChoiceHead*>(re
 
 inline int32_t& count_of(void* record) { return *static_cast<int32_t*>(record); }
 inline void** items_of(const TypeDesc* d, void* record) {
-  return static_cast<void**>(member_at(record, d->items_offset));
+  return static_cast<void**>(member_at(record, d->list.items_offset));
 }
 
 // Operations of a field's or element's type.
@@ -43,6 +43,12 @@ inline void t_pack(const TypeDesc* t, uint8_t** c, void* v, int32_t tag, int32_t
 inline int32_t t_uip(const TypeDesc* t, void* v, const uint8_t** c, const uint8_t* limit,
                      int32_t tag, int32_t* err) {
   return t->ops->uip(t, v, c, limit, tag, err);
+}
+
+// Tags handed to a field's and to a list element's operations.
+inline int32_t field_tag(const FieldDesc& f) { return tag_or_own(f.tag, f.type); }
+inline int32_t element_tag(const TypeDesc* d) {
+  return tag_or_own(d->list.element_tag, d->list.element);
 }
 
 inline bool embedded(const FieldDesc& f) {
@@ -129,7 +135,7 @@ class SizeMemo {
     for (size_t i = hash(d, v) & (capacity_ - 1);; i = (i + 1) & (capacity_ - 1)) {
       Slot& s = slots_[i];
       if (s.generation != generation_) {
-        s = Slot{d, v, size, generation_};
+        s = Slot{.desc = d, .value = v, .size = size, .generation = generation_};
         ++used_;
         return;
       }
@@ -202,8 +208,8 @@ void* unpack_at(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit,
 
 void seq_dip(const TypeDesc* d, void* v) {
   if (v == nullptr) return;
-  for (uint32_t i = 0; i < d->field_count; ++i) {
-    const FieldDesc& f = d->fields[i];
+  for (uint32_t i = 0; i < d->seq.count; ++i) {
+    const FieldDesc& f = d->seq.fields[i];
     if (embedded(f)) {
       t_dip(f.type, member_at(v, f.offset));
     } else {
@@ -218,8 +224,8 @@ int32_t seq_size(const TypeDesc* d, void* v, int32_t with_header) {
   if (v == nullptr) return 0;
   const int32_t content = remembered(d, v, [&] {
     uint32_t sum = 0;
-    for (uint32_t i = 0; i < d->field_count; ++i) {
-      const FieldDesc& f = d->fields[i];
+    for (uint32_t i = 0; i < d->seq.count; ++i) {
+      const FieldDesc& f = d->seq.fields[i];
       sum += static_cast<uint32_t>(field_size(f, field_value(f, v)));
     }
     return static_cast<int32_t>(sum);
@@ -232,8 +238,8 @@ void seq_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t
   const int32_t content = seq_size(d, v, 0);
   put_tag(cursor, tag, static_cast<uint32_t>(content));
   const uint8_t* start = *cursor;
-  for (uint32_t i = 0; i < d->field_count; ++i) {
-    const FieldDesc& f = d->fields[i];
+  for (uint32_t i = 0; i < d->seq.count; ++i) {
+    const FieldDesc& f = d->seq.fields[i];
     void* member = field_value(f, v);
     if (!field_present(f, member)) continue;
     if (is_explicit(f)) {
@@ -242,7 +248,7 @@ void seq_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t
       if (tagged(inner, (f.flags & FIELD_WRAPPER_FORCED) ? 1 : 0) == 0) continue;
       put_tag(cursor, f.wrapper, static_cast<uint32_t>(inner));
     }
-    t_pack(f.type, cursor, member, f.tag, err);
+    t_pack(f.type, cursor, member, field_tag(f), err);
   }
   check_written(start, *cursor, content, err);
 }
@@ -255,16 +261,16 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
     case Form::Inline:
       if (f.flags & FIELD_MAYBE_ABSENT) {
         const int32_t saved = *err;
-        t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
+        t_uip(f.type, member_at(v, f.offset), cursor, end, field_tag(f), err);
         *err = saved;
       } else {
-        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
+        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, field_tag(f), err);
       }
       return;
     case Form::Optional: {
       void*& p = pointer_at(v, f.offset);
       if (p != nullptr) t_drop(f.type, p);
-      p = unpack_at(f.type, cursor, end, f.tag, err);
+      p = unpack_at(f.type, cursor, end, field_tag(f), err);
       return;
     }
     case Form::ExplicitInline:
@@ -278,11 +284,11 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
       *cursor = w.content;
       if (w.length == 0) return;  // an empty wrapper: the field is not missed
       if (f.form == Form::ExplicitInline) {
-        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, f.tag, err);
+        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, field_tag(f), err);
       } else {
         void*& p = pointer_at(v, f.offset);
         t_drop(f.type, p);
-        p = unpack_at(f.type, cursor, end, f.tag, err);
+        p = unpack_at(f.type, cursor, end, field_tag(f), err);
       }
       if (static_cast<uint64_t>(*cursor - w.content) != w.length) set_err(err, ASN_WRAPPER_END);
       return;
@@ -296,9 +302,9 @@ int32_t seq_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_
   if (h.outcome != Header::kGood) return 0;
   const uint8_t* end = h.content + h.length;
   int32_t result = 1;
-  for (uint32_t i = 0; i < d->field_count; ++i) {
-    if (i >= d->trailing_from && peek(*cursor, end) == nullptr) return result;
-    seq_field(d->fields[i], v, cursor, end, err, result);
+  for (uint32_t i = 0; i < d->seq.count; ++i) {
+    if (i >= d->seq.trailing_from && peek(*cursor, end) == nullptr) return result;
+    seq_field(d->seq.fields[i], v, cursor, end, err, result);
   }
   if ((d->flags & TYPE_HAS_REQUIRED) && result == 0) set_err(err, ASN_FIELD_FAILED);
   check_end(*cursor, end, err);
@@ -311,15 +317,17 @@ int32_t seq_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_
 int32_t clamped_count(const TypeDesc* d, void* v) {
   const int32_t count = count_of(v);
   if (count <= 0) return 0;
-  return static_cast<uint32_t>(count) > d->capacity ? static_cast<int32_t>(d->capacity) : count;
+  const uint32_t capacity = d->list.capacity;
+  return static_cast<uint32_t>(count) > capacity ? static_cast<int32_t>(capacity) : count;
 }
 
 // Releases the element records in slots from `first` on. Slots are filled
 // from the front, so the first empty slot ends the scan.
 void release_from(const TypeDesc* d, void* v, int32_t first) {
   void** items = items_of(d, v);
-  for (uint32_t i = static_cast<uint32_t>(first); i < d->capacity && items[i] != nullptr; ++i) {
-    t_drop(d->element, items[i]);
+  const uint32_t capacity = d->list.capacity;
+  for (uint32_t i = static_cast<uint32_t>(first); i < capacity && items[i] != nullptr; ++i) {
+    t_drop(d->list.element, items[i]);
     items[i] = nullptr;
   }
 }
@@ -329,7 +337,7 @@ void list_dip(const TypeDesc* d, void* v) {
   void** items = items_of(d, v);
   const int32_t n = clamped_count(d, v);
   for (int32_t i = 0; i < n; ++i) {
-    t_drop(d->element, items[i]);
+    t_drop(d->list.element, items[i]);
     items[i] = nullptr;
   }
 }
@@ -340,7 +348,8 @@ int32_t list_size(const TypeDesc* d, void* v, int32_t with_header) {
     void** items = items_of(d, v);
     const int32_t n = clamped_count(d, v);
     uint32_t sum = 0;
-    for (int32_t i = 0; i < n; ++i) sum += static_cast<uint32_t>(t_size(d->element, items[i], 1));
+    for (int32_t i = 0; i < n; ++i)
+      sum += static_cast<uint32_t>(t_size(d->list.element, items[i], 1));
     return static_cast<int32_t>(sum);
   });
   return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
@@ -357,7 +366,7 @@ void setof_elements(const TypeDesc* d, uint8_t** cursor, void** items, int32_t n
   Entry work[kMaxSetOfCapacity];
   int32_t longest = 0;
   for (int32_t i = 0; i < n; ++i) {
-    work[i] = Entry{nullptr, t_size(d->element, items[i], 1)};
+    work[i] = Entry{nullptr, t_size(d->list.element, items[i], 1)};
     if (work[i].size > longest) longest = work[i].size;
   }
   const auto release = [&](int32_t upto) {
@@ -374,7 +383,7 @@ void setof_elements(const TypeDesc* d, uint8_t** cursor, void** items, int32_t n
       return;
     }
     uint8_t* at = work[i].block;
-    t_pack(d->element, &at, items[i], d->element_tag, err);
+    t_pack(d->list.element, &at, items[i], element_tag(d), err);
     if (*err != 0) {
       release(i + 1);
       stopped = true;
@@ -403,7 +412,7 @@ void setof_elements(const TypeDesc* d, uint8_t** cursor, void** items, int32_t n
 void list_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err) {
   if (v == nullptr || !cursor_usable(cursor, err)) return;
   const bool set_of = d->shape == Shape::SetOf;
-  if (count_of(v) > static_cast<int32_t>(d->capacity)) {
+  if (count_of(v) > static_cast<int32_t>(d->list.capacity)) {
     set_err(err, set_of ? ASN_SETOF_FULL : ASN_SEQOF_FULL);
     return;
   }
@@ -417,7 +426,7 @@ void list_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_
     setof_elements(d, cursor, items, n, err, stopped);
     if (stopped) return;
   } else {
-    for (int32_t i = 0; i < n; ++i) t_pack(d->element, cursor, items[i], d->element_tag, err);
+    for (int32_t i = 0; i < n; ++i) t_pack(d->list.element, cursor, items[i], element_tag(d), err);
   }
   check_written(start, *cursor, content, err);
 }
@@ -439,17 +448,17 @@ int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8
   void** items = items_of(d, v);
   int32_t& count = count_of(v);
   count = 0;
-  for (uint32_t i = 0; i < d->capacity && peek(*cursor, end) != nullptr; ++i) {
-    if (items[i] == nullptr) items[i] = t_make(d->element);
+  for (uint32_t i = 0; i < d->list.capacity && peek(*cursor, end) != nullptr; ++i) {
+    if (items[i] == nullptr) items[i] = t_make(d->list.element);
     if (items[i] == nullptr) {
       set_err(err, ASN_NO_RECORD);
       break;
     }
     // A choice element is handed the list's own limit as the bound of a
     // wrapped alternative.
-    const int32_t ok = d->element->shape == Shape::Choice
-                           ? choice_decode(d->element, items[i], cursor, end, limit, err)
-                           : t_uip(d->element, items[i], cursor, end, d->element_tag, err);
+    const int32_t ok = d->list.element->shape == Shape::Choice
+                           ? choice_decode(d->list.element, items[i], cursor, end, limit, err)
+                           : t_uip(d->list.element, items[i], cursor, end, element_tag(d), err);
     if (!ok) break;
     count = static_cast<int32_t>(i + 1);
   }
@@ -464,8 +473,8 @@ int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8
 // Choice
 
 const AltDesc* find_alt(const TypeDesc* d, uint8_t tag) {
-  for (uint32_t i = 0; i < d->alt_count; ++i)
-    if (d->alts[i].tag == tag) return &d->alts[i];
+  for (uint32_t i = 0; i < d->choice.count; ++i)
+    if (const AltDesc& a = d->choice.alts[i]; tag_or_own(a.tag, a.type) == tag) return &a;
   return nullptr;
 }
 
@@ -502,7 +511,7 @@ void choice_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int3
     set_err(err, ASN_BAD_CHOICE);
   } else if (alt->flags & ALT_WRAPPED) {
     put_tag(cursor, alt->tag, static_cast<uint32_t>(t_size(alt->type, c.value, 1)));
-    t_pack(alt->type, cursor, c.value, alt->inner_tag, err);
+    t_pack(alt->type, cursor, c.value, tag_or_own(alt->inner_tag, alt->type), err);
   } else {
     t_pack(alt->type, cursor, c.value, c.tag, err);
   }
@@ -530,7 +539,7 @@ int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const 
     *cursor = w.content;
     if (w.length == 0) return 0;
     const uint8_t* wrapper_end = w.content + w.length;
-    c.value = unpack_at(alt->type, cursor, wrapper_end, alt->inner_tag, err);
+    c.value = unpack_at(alt->type, cursor, wrapper_end, tag_or_own(alt->inner_tag, alt->type), err);
     if (c.value == nullptr) return 0;
     if (*cursor != wrapper_end) return set_err(err, ASN_WRAPPER_END), 0;
     return 1;
@@ -569,7 +578,7 @@ void constructed_drop(const TypeDesc* d, void* v) {
   if (v == nullptr) return;
   d->ops->dip(d, v);
   const bool list = d->shape == Shape::SequenceOf || d->shape == Shape::SetOf;
-  detail::give_record(v, d->record_size, list ? d->items_offset : d->record_size);
+  detail::give_record(v, d->record_size, list ? d->list.items_offset : d->record_size);
 }
 
 }  // namespace
@@ -578,10 +587,12 @@ void constructed_drop(const TypeDesc* d, void* v) {
 
 namespace qel::engine {
 
-const TypeOps sequence_ops{constructed_make, seq_dip, constructed_drop, seq_size, seq_pack, seq_uip};
-const TypeOps list_ops{constructed_make, list_dip, constructed_drop, list_size, list_pack, list_uip};
-const TypeOps choice_ops{constructed_make, choice_dip, constructed_drop, choice_size, choice_pack,
-                         choice_uip};
+const TypeOps sequence_ops{.make = constructed_make, .dip = seq_dip, .drop = constructed_drop,
+                           .size = seq_size, .pack = seq_pack, .uip = seq_uip};
+const TypeOps list_ops{.make = constructed_make, .dip = list_dip, .drop = constructed_drop,
+                       .size = list_size, .pack = list_pack, .uip = list_uip};
+const TypeOps choice_ops{.make = constructed_make, .dip = choice_dip, .drop = constructed_drop,
+                         .size = choice_size, .pack = choice_pack, .uip = choice_uip};
 
 void* make(const TypeDesc* d) { return t_make(d); }
 void dip(const TypeDesc* d, void* value) { t_dip(d, value); }

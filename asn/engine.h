@@ -1,12 +1,14 @@
 // The table-driven engine behind every type of the catalogue.
 //
-// A type is described by a TypeDesc: its shape, the size of its record and,
-// per shape, its fields (sequence), its element (sequence-of, set-of) or its
-// alternatives (choice). One generic implementation per shape carries out the
-// seven operations from that table; each type's named operations
-// (new_X, dip_X, drop_X, sizeof_X, _pack_X, uip_X, _unpack_X) are stamped from
-// its descriptor by QEL_DECLARE_TYPE / QEL_STAMP_TYPE. Primitives take part
-// through descriptors that wrap their hand-written operations.
+// A type is described by a TypeDesc: its shape, its own tag, the size of its
+// record and, per shape, its fields (sequence), its element (sequence-of,
+// set-of) or its alternatives (choice). One generic implementation per shape
+// carries out the seven operations from that table; each type's named
+// operations (new_X, dip_X, drop_X, sizeof_X, _pack_X, uip_X, _unpack_X) are
+// stamped from its descriptor by QEL_DECLARE_TYPE / QEL_STAMP_TYPE, which
+// each family of types/ applies to its list of types (QEL_CRL_TYPES, ...).
+// Primitives take part through descriptors that wrap their hand-written
+// operations.
 #pragma once
 
 #include <cstddef>
@@ -58,19 +60,19 @@ struct TypeDesc;
 
 // The seven operations over an untyped record.
 struct TypeOps {
-  void* (*make)(const TypeDesc*);
-  void (*dip)(const TypeDesc*, void*);
-  void (*drop)(const TypeDesc*, void*);
-  int32_t (*size)(const TypeDesc*, void*, int32_t with_header);
-  void (*pack)(const TypeDesc*, uint8_t** cursor, void*, int32_t tag, int32_t* err);
+  void* (*make)(const TypeDesc*) = nullptr;
+  void (*dip)(const TypeDesc*, void*) = nullptr;
+  void (*drop)(const TypeDesc*, void*) = nullptr;
+  int32_t (*size)(const TypeDesc*, void*, int32_t with_header) = nullptr;
+  void (*pack)(const TypeDesc*, uint8_t** cursor, void*, int32_t tag, int32_t* err) = nullptr;
   int32_t (*uip)(const TypeDesc*, void*, const uint8_t** cursor, const uint8_t* limit,
-                 int32_t tag, int32_t* err);
+                 int32_t tag, int32_t* err) = nullptr;
 };
 
 struct FieldDesc {
   const char* name;
   Form form;
-  uint8_t tag;      // tag handed to the field's operations
+  uint8_t tag;      // tag handed to the field's operations; 0: the type's own
   uint8_t wrapper;  // explicit wrapper tag, 0 for the implicit forms
   uint16_t flags;
   uint32_t offset;  // of the member in the record
@@ -78,32 +80,51 @@ struct FieldDesc {
 };
 
 struct AltDesc {
-  uint8_t tag;        // tag octet on the wire that selects the alternative
-  uint8_t inner_tag;  // for ALT_WRAPPED: tag handed to the inner element
+  uint8_t tag;        // tag octet on the wire that selects the alternative; 0: the type's own
+  uint8_t inner_tag;  // for ALT_WRAPPED: tag handed to the inner element; 0: the type's own
   uint16_t flags;
   const char* name;
   const TypeDesc* type;
 };
 
+// What a sequence adds to its descriptor.
+struct SequencePart {
+  const FieldDesc* fields = nullptr;
+  uint32_t count = 0;
+  uint32_t trailing_from = 0;  // fields from here on are optional: end test first
+};
+
+// What a sequence-of or set-of adds.
+struct ListPart {
+  const TypeDesc* element = nullptr;
+  uint8_t element_tag = 0;  // 0: the element type's own tag
+  uint32_t capacity = 0;
+  uint32_t items_offset = 0;
+};
+
+// What a choice adds.
+struct ChoicePart {
+  const AltDesc* alts = nullptr;
+  uint32_t count = 0;
+};
+
+// A type: what every shape has, then the part of its own shape.
 struct TypeDesc {
   const char* name;
   Shape shape;
-  uint16_t flags;
-  uint32_t record_size;
-  const TypeOps* ops;
-  // Sequence.
-  const FieldDesc* fields;
-  uint32_t field_count;
-  uint32_t trailing_from;  // fields from here on are optional: end test first
-  // Sequence-of and set-of.
-  const TypeDesc* element;
-  uint8_t element_tag;
-  uint32_t capacity;
-  uint32_t items_offset;
-  // Choice.
-  const AltDesc* alts;
-  uint32_t alt_count;
+  uint8_t tag = 0;  // own tag, meant wherever a table row names none
+  uint16_t flags = 0;
+  uint32_t record_size = 0;
+  const TypeOps* ops = nullptr;
+  SequencePart seq{};
+  ListPart list{};
+  ChoicePart choice{};
 };
+
+// A row's tag, or where it names none the own tag of the type it refers to.
+inline constexpr int32_t tag_or_own(uint8_t tag, const TypeDesc* type) {
+  return tag != 0 ? tag : type->tag;
+}
 
 // Record layout shared by every choice type.
 #define QEL_CHOICE_RECORD(X) \
@@ -149,36 +170,45 @@ inline constexpr bool is_optional(const FieldDesc& f) {
          (f.flags & FIELD_MAYBE_ABSENT) != 0;
 }
 
+// Own tags of the constructed shapes.
+inline constexpr uint8_t kSequenceTag = 0x30;
+inline constexpr uint8_t kSetTag = 0x31;
+
 template <size_t N>
 constexpr TypeDesc sequence(const char* name, uint32_t record_size,
                             const FieldDesc (&fields)[N]) {
-  uint32_t trailing = 0;
-  bool required = false;
-  for (size_t i = 0; i < N; ++i) {
-    if (!is_optional(fields[i])) {
-      trailing = static_cast<uint32_t>(i + 1);
-      required = true;
-    }
-  }
-  return TypeDesc{name, Shape::Sequence, static_cast<uint16_t>(required ? TYPE_HAS_REQUIRED : 0),
-                  record_size, &sequence_ops, fields, static_cast<uint32_t>(N), trailing,
-                  nullptr, 0, 0, 0, nullptr, 0};
+  uint32_t trailing = 0;  // one past the last required field
+  for (size_t i = 0; i < N; ++i)
+    if (!is_optional(fields[i])) trailing = static_cast<uint32_t>(i + 1);
+  return TypeDesc{.name = name,
+                  .shape = Shape::Sequence,
+                  .tag = kSequenceTag,
+                  .flags = static_cast<uint16_t>(trailing != 0 ? TYPE_HAS_REQUIRED : 0),
+                  .record_size = record_size,
+                  .ops = &sequence_ops,
+                  .seq = {.fields = fields, .count = N, .trailing_from = trailing}};
 }
 
 constexpr uint32_t kMaxSetOfCapacity = 256;
 
-constexpr TypeDesc list(const char* name, Shape shape, uint32_t record_size,
-                        const TypeDesc* element, uint8_t element_tag, uint32_t capacity,
-                        uint32_t items_offset) {
-  return TypeDesc{name, shape, 0, record_size, &list_ops, nullptr, 0, 0,
-                  element, element_tag, capacity, items_offset, nullptr, 0};
+constexpr TypeDesc list(const char* name, Shape shape, uint32_t record_size, ListPart part) {
+  return TypeDesc{.name = name,
+                  .shape = shape,
+                  .tag = shape == Shape::SetOf ? kSetTag : kSequenceTag,
+                  .record_size = record_size,
+                  .ops = &list_ops,
+                  .list = part};
 }
 
 template <size_t N>
-constexpr TypeDesc choice(const char* name, uint32_t record_size,
-                          const AltDesc (&alts)[N]) {
-  return TypeDesc{name, Shape::Choice, TYPE_ANY_TAG, record_size, &choice_ops, nullptr, 0, 0,
-                  nullptr, 0, 0, 0, alts, static_cast<uint32_t>(N)};
+constexpr TypeDesc choice(const char* name, uint32_t record_size, const AltDesc (&alts)[N]) {
+  return TypeDesc{.name = name,
+                  .shape = Shape::Choice,
+                  .tag = TAG_CHOICE,
+                  .flags = TYPE_ANY_TAG,
+                  .record_size = record_size,
+                  .ops = &choice_ops,
+                  .choice = {.alts = alts, .count = N}};
 }
 
 // Offset of a member, checked against the type its descriptor describes.
@@ -236,40 +266,61 @@ size_t type_registry_size();
     return static_cast<X*>(engine::unpack(&X##_desc, cursor, limit, tag, err));                  \
   }
 
-// Table rows. R is the record type, m the member, T the field's type.
-#define QEL_FIELD_(R, m, form, tag, wrapper, flags, T, M)                                        \
-  FieldDesc {                                                                                    \
-    #m, form, tag, wrapper, flags, engine::checked_offset<decltype(R::m), M>(offsetof(R, m)),     \
-        &T##_desc                                                                                \
+// Table rows, written inside QEL_SEQUENCE and QEL_CHOICE: m is the member
+// (or alternative) and T its type. A row names a tag only where it differs
+// from the type's own: a context tag as the optional last argument; an
+// explicit wrapper's tag always.
+#define QEL_TAG_(...) uint8_t{__VA_OPT__(__VA_ARGS__)}
+#define QEL_FIELD_(m, form_, tag_, wrapper_, flags_, T, M)                                    \
+  FieldDesc {                                                                                 \
+    .name = #m, .form = form_, .tag = tag_, .wrapper = wrapper_, .flags = flags_,            \
+    .offset = engine::checked_offset<decltype(R::m), M>(offsetof(R, m)), .type = &T##_desc   \
   }
-#define QEL_INLINE(R, m, tag, T) QEL_FIELD_(R, m, Form::Inline, tag, 0, 0, T, T)
-#define QEL_OPTIONAL(R, m, tag, T) QEL_FIELD_(R, m, Form::Optional, tag, 0, 0, T, T*)
-#define QEL_EXPLICIT(R, m, wrapper, tag, T) \
-  QEL_FIELD_(R, m, Form::ExplicitInline, tag, wrapper, 0, T, T)
-#define QEL_EXPLICIT_OPTIONAL(R, m, wrapper, tag, T, flags) \
-  QEL_FIELD_(R, m, Form::ExplicitOptional, tag, wrapper, flags, T, T*)
-#define QEL_MAYBE_ABSENT(R, m, tag, T) \
-  QEL_FIELD_(R, m, Form::Inline, tag, 0, FIELD_MAYBE_ABSENT, T, T)
+#define QEL_INLINE(m, T, ...) QEL_FIELD_(m, Form::Inline, QEL_TAG_(__VA_ARGS__), 0, 0, T, T)
+#define QEL_OPTIONAL(m, T, ...) QEL_FIELD_(m, Form::Optional, QEL_TAG_(__VA_ARGS__), 0, 0, T, T*)
+#define QEL_MAYBE_ABSENT(m, T, ...) \
+  QEL_FIELD_(m, Form::Inline, QEL_TAG_(__VA_ARGS__), 0, FIELD_MAYBE_ABSENT, T, T)
+#define QEL_EXPLICIT(m, T, wrapper) QEL_FIELD_(m, Form::ExplicitInline, 0, wrapper, 0, T, T)
+// The optional last argument holds FIELD_ flags.
+#define QEL_EXPLICIT_OPTIONAL(m, T, wrapper, ...) \
+  QEL_FIELD_(m, Form::ExplicitOptional, 0, wrapper, uint16_t{__VA_OPT__(__VA_ARGS__)}, T, T*)
 
-#define QEL_ALT(tag, name, T) \
-  AltDesc { tag, 0, 0, name, &T##_desc }
-#define QEL_ALT_WRAPPED(tag, inner_tag, name, T) \
-  AltDesc { tag, inner_tag, ALT_WRAPPED, name, &T##_desc }
+#define QEL_ALT(m, T, ...)                                                                \
+  AltDesc {                                                                               \
+    .tag = QEL_TAG_(__VA_ARGS__), .inner_tag = 0, .flags = 0, .name = #m, .type = &T##_desc \
+  }
+// The optional last argument is the tag handed to the inner element.
+#define QEL_ALT_WRAPPED(m, T, wrapper, ...)                                          \
+  AltDesc {                                                                          \
+    .tag = wrapper, .inner_tag = QEL_TAG_(__VA_ARGS__), .flags = ALT_WRAPPED, .name = #m, \
+    .type = &T##_desc                                                                \
+  }
 
-// Descriptor definitions for the three shapes.
-#define QEL_SEQUENCE(X, ...)                                 \
-  static constexpr FieldDesc X##_fields[] = {__VA_ARGS__};   \
-  constinit const TypeDesc X##_desc = engine::sequence(#X, sizeof(X), X##_fields);
+// Descriptor definitions for the three shapes. Inside the table, R names the
+// record type.
+#define QEL_SEQUENCE(X, ...)                                                           \
+  namespace {                                                                          \
+  struct X##_table {                                                                   \
+    using R = X;                                                                       \
+    static constexpr FieldDesc fields[] = {__VA_ARGS__};                               \
+  };                                                                                   \
+  }                                                                                    \
+  constinit const TypeDesc X##_desc = engine::sequence(#X, sizeof(X), X##_table::fields);
 
-#define QEL_LIST_(X, shape, T, element_tag)                                                    \
-  constinit const TypeDesc X##_desc = engine::list(                                            \
-      #X, shape, sizeof(X), &T##_desc, element_tag,                                            \
-      static_cast<uint32_t>(sizeof(X::items) / sizeof(X::items[0])), offsetof(X, items));      \
+// An element tag, where it differs from the element type's own, is the
+// optional last argument.
+#define QEL_LIST_(X, shape, T, ...)                                                          \
+  constinit const TypeDesc X##_desc = engine::list(                                          \
+      #X, shape, sizeof(X),                                                                  \
+      ListPart{.element = &T##_desc,                                                         \
+               .element_tag = QEL_TAG_(__VA_ARGS__),                                         \
+               .capacity = static_cast<uint32_t>(std::extent_v<decltype(X::items)>),        \
+               .items_offset = offsetof(X, items)});                                         \
   static_assert(std::is_same_v<decltype(X::count), int32_t> && offsetof(X, count) == 0);
-#define QEL_SEQUENCE_OF(X, T, element_tag) QEL_LIST_(X, Shape::SequenceOf, T, element_tag)
-#define QEL_SET_OF(X, T, element_tag)                                             \
-  QEL_LIST_(X, Shape::SetOf, T, element_tag)                                      \
-  static_assert(sizeof(X::items) / sizeof(X::items[0]) <= engine::kMaxSetOfCapacity);
+#define QEL_SEQUENCE_OF(X, T, ...) QEL_LIST_(X, Shape::SequenceOf, T, __VA_ARGS__)
+#define QEL_SET_OF(X, T, ...)                                                       \
+  QEL_LIST_(X, Shape::SetOf, T, __VA_ARGS__)                                        \
+  static_assert(std::extent_v<decltype(X::items)> <= engine::kMaxSetOfCapacity);
 
 #define QEL_CHOICE(X, ...)                                 \
   static constexpr AltDesc X##_alts[] = {__VA_ARGS__};     \

@@ -23,17 +23,22 @@ struct Adapt {
                      int32_t tag, int32_t* err) {
     return Uip(static_cast<R*>(v), c, limit, tag, err);
   }
-  static constexpr TypeOps ops{make, dip, drop, size, pack, uip};
+  static constexpr TypeOps ops{
+      .make = make, .dip = dip, .drop = drop, .size = size, .pack = pack, .uip = uip};
 };
 
 constexpr uint32_t record_size(uint32_t size) {
   return size < sizeof(void*) ? static_cast<uint32_t>(sizeof(void*)) : size;
 }
 
-constexpr TypeDesc primitive(const char* name, uint32_t size, const TypeOps* ops,
+constexpr TypeDesc primitive(const char* name, int32_t tag, uint32_t size, const TypeOps* ops,
                              uint16_t flags = 0) {
-  return TypeDesc{name, Shape::Primitive, flags, record_size(size), ops, nullptr, 0, 0,
-                  nullptr, 0, 0, 0, nullptr, 0};
+  return TypeDesc{.name = name,
+                  .shape = Shape::Primitive,
+                  .tag = static_cast<uint8_t>(tag),
+                  .flags = flags,
+                  .record_size = record_size(size),
+                  .ops = ops};
 }
 
 #define QEL_VALUE_OPS(X, SIZE)                                                              \
@@ -43,25 +48,28 @@ constexpr TypeDesc primitive(const char* name, uint32_t size, const TypeOps* ops
 
 }  // namespace
 
-#define QEL_VALUE_DESC(X) \
-  constinit const TypeDesc X##_desc = primitive(#X, sizeof(vbl_blk), &QEL_VALUE_OPS(X, sizeof_vbl_blk));
+#define QEL_VALUE_DESC(X, tag)                                   \
+  constinit const TypeDesc X##_desc =                            \
+      primitive(#X, tag, sizeof(vbl_blk), &QEL_VALUE_OPS(X, sizeof_vbl_blk));
+#define QEL_RECORD_DESC(X, tag) \
+  constinit const TypeDesc X##_desc = primitive(#X, tag, sizeof(X), &QEL_RECORD_OPS(X));
 
-QEL_VALUE_DESC(OBJECT_ID)
-QEL_VALUE_DESC(OCTET_STRING)
-QEL_VALUE_DESC(GeneralizedTime)
-QEL_VALUE_DESC(UTCTime)
-QEL_VALUE_DESC(IA5String)
-QEL_VALUE_DESC(NumericString)
-QEL_VALUE_DESC(PrintableString)
-QEL_VALUE_DESC(T61String)
+// Each with its own tag.
+QEL_VALUE_DESC(OBJECT_ID, 0x06)
+QEL_VALUE_DESC(OCTET_STRING, 0x04)
+QEL_VALUE_DESC(GeneralizedTime, 0x18)
+QEL_VALUE_DESC(UTCTime, 0x17)
+QEL_VALUE_DESC(IA5String, 0x16)
+QEL_VALUE_DESC(NumericString, 0x12)
+QEL_VALUE_DESC(PrintableString, 0x13)
+QEL_VALUE_DESC(T61String, 0x14)
+QEL_RECORD_DESC(BOOLEAN, 0x01)
+QEL_RECORD_DESC(ASN_NULL, 0x05)
+QEL_RECORD_DESC(BIT_STRING, 0x03)
 constinit const TypeDesc INTEGER_desc =
-    primitive("INTEGER", sizeof(vbl_blk), &QEL_VALUE_OPS(INTEGER, sizeof_INTEGER));
+    primitive("INTEGER", 0x02, sizeof(vbl_blk), &QEL_VALUE_OPS(INTEGER, sizeof_INTEGER));
 constinit const TypeDesc UNDECODED_ASN_BLOCK_desc =
-    primitive("UNDECODED_ASN_BLOCK", sizeof(vbl_blk),
+    primitive("UNDECODED_ASN_BLOCK", TAG_ANY, sizeof(vbl_blk),
               &QEL_VALUE_OPS(UNDECODED_ASN_BLOCK, sizeof_UNDECODED_ASN_BLOCK), TYPE_ANY_TAG);
-constinit const TypeDesc BOOLEAN_desc = primitive("BOOLEAN", sizeof(BOOLEAN), &QEL_RECORD_OPS(BOOLEAN));
-constinit const TypeDesc ASN_NULL_desc = primitive("ASN_NULL", sizeof(ASN_NULL), &QEL_RECORD_OPS(ASN_NULL));
-constinit const TypeDesc BIT_STRING_desc =
-    primitive("BIT_STRING", sizeof(BIT_STRING), &QEL_RECORD_OPS(BIT_STRING));
 
 }  // namespace qel

@@ -44,7 +44,8 @@ inline Node* walk(const uint8_t* p, const uint8_t* end) {
     }
     if (length > static_cast<uint64_t>(end - p)) break;
     auto* node = static_cast<Node*>(std::malloc(sizeof(Node)));
-    *node = Node{nullptr, length, tag, nullptr, nullptr};
+    *node =
+        Node{.content = nullptr, .length = length, .tag = tag, .child = nullptr, .next = nullptr};
     if (tag & 0x20) {
       node->child = walk(p, p + length);
     } else if (length > 0) {

@@ -7,12 +7,13 @@ fuzz/der_registry_corpus/: pieces of a few certificates (whole certificate,
 TBS part, names, validity, key, extensions, primitives), some hand-made
 elements and pieces of the other families' test fixtures, each preceded by
 the octet that picks the type from the registry (types/registry.cpp and
-types/catalogue.h, read here so the indices follow the table).
+the families' lists in types/, read here so the indices follow the table).
 fuzz/certificate_list_corpus/, fuzz/pkcs7_corpus/, fuzz/general_names_corpus/:
 fixtures of those families, whole.
 
 Run from anywhere: python3 fuzz/make_corpus.py [certificate directory]
 """
+import glob
 import os
 import re
 import shutil
@@ -114,8 +115,17 @@ def schema_corpus():
 def registry_names():
     with open(os.path.join(ROOT, "types", "registry.cpp")) as f:
         primitives = re.findall(r"&(\w+)_desc", f.read())
+    # QEL_CATALOGUE joins the families' lists, each defined in its header.
+    headers = ""
+    for path in sorted(glob.glob(os.path.join(ROOT, "types", "*.h"))):
+        with open(path) as f:
+            headers += f.read()
+    lists = {m.group(1): re.findall(r"F\((\w+)\)", m.group(2))
+             for m in re.finditer(r"#define (QEL_\w+_TYPES)\(F\)((?:.*\\\n)*.*)", headers)}
     with open(os.path.join(ROOT, "types", "catalogue.h")) as f:
-        return primitives + re.findall(r"F\((\w+)\)", f.read())
+        catalogue = f.read().split("#define QEL_CATALOGUE(F)")[1]
+    return primitives + [name for family in re.findall(r"(QEL_\w+_TYPES)\(F\)", catalogue)
+                         for name in lists[family]]
 
 
 def certificate_pieces(der):

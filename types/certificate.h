@@ -4,6 +4,11 @@
 #include "../asn/engine.h"
 #include "names.h"
 
+// The types of this family, in the catalogue's order.
+#define QEL_CERTIFICATE_TYPES(F) \
+  F(AlgorithmIdentifier) F(CertificateValidityDate) F(Validity) F(SubjectPublicKeyInfo) \
+  F(Extension) F(Extensions) F(TBSCertificate) F(Certificate) F(RSAKey)
+
 #pragma GCC visibility push(default)
 namespace qel {
 
@@ -74,15 +79,7 @@ struct RSAKey {
   INTEGER publicExponent;
 };
 
-QEL_DECLARE_TYPE(AlgorithmIdentifier)
-QEL_DECLARE_TYPE(CertificateValidityDate)
-QEL_DECLARE_TYPE(Validity)
-QEL_DECLARE_TYPE(SubjectPublicKeyInfo)
-QEL_DECLARE_TYPE(Extension)
-QEL_DECLARE_TYPE(Extensions)
-QEL_DECLARE_TYPE(TBSCertificate)
-QEL_DECLARE_TYPE(Certificate)
-QEL_DECLARE_TYPE(RSAKey)
+QEL_CERTIFICATE_TYPES(QEL_DECLARE_TYPE)
 
 }  // namespace qel
 #pragma GCC visibility pop

@@ -4,27 +4,23 @@
 namespace qel {
 
 QEL_SEQUENCE(RevokedCertificate,
-             QEL_INLINE(RevokedCertificate, userCertificate, 0x02, INTEGER),
-             QEL_INLINE(RevokedCertificate, revocationDate, 0xFC, CertificateValidityDate),
-             QEL_OPTIONAL(RevokedCertificate, crlEntryExtensions, 0x30, Extensions))
-QEL_SEQUENCE_OF(RevokedCertificates, RevokedCertificate, 0x30)
+             QEL_INLINE(userCertificate, INTEGER),
+             QEL_INLINE(revocationDate, CertificateValidityDate),
+             QEL_OPTIONAL(crlEntryExtensions, Extensions))
+QEL_SEQUENCE_OF(RevokedCertificates, RevokedCertificate)
 QEL_SEQUENCE(TBSCertList,
-             QEL_OPTIONAL(TBSCertList, version, 0x02, INTEGER),
-             QEL_INLINE(TBSCertList, signature, 0x30, AlgorithmIdentifier),
-             QEL_INLINE(TBSCertList, issuer, 0xFC, Name),
-             QEL_INLINE(TBSCertList, thisUpdate, 0xFC, CertificateValidityDate),
-             QEL_MAYBE_ABSENT(TBSCertList, nextUpdate, 0xFC, CertificateValidityDate),
-             QEL_OPTIONAL(TBSCertList, revokedCertificates, 0x30, RevokedCertificates),
-             QEL_EXPLICIT_OPTIONAL(TBSCertList, crlExtensions, 0xA0, 0x30, Extensions,
-                                   FIELD_WRAPPER_FORCED))
+             QEL_OPTIONAL(version, INTEGER),
+             QEL_INLINE(signature, AlgorithmIdentifier),
+             QEL_INLINE(issuer, Name),
+             QEL_INLINE(thisUpdate, CertificateValidityDate),
+             QEL_MAYBE_ABSENT(nextUpdate, CertificateValidityDate),
+             QEL_OPTIONAL(revokedCertificates, RevokedCertificates),
+             QEL_EXPLICIT_OPTIONAL(crlExtensions, Extensions, 0xA0, FIELD_WRAPPER_FORCED))
 QEL_SEQUENCE(CertificateList,
-             QEL_INLINE(CertificateList, tbsCertList, 0x30, TBSCertList),
-             QEL_INLINE(CertificateList, signatureAlgorithm, 0x30, AlgorithmIdentifier),
-             QEL_INLINE(CertificateList, signatureValue, 0x03, BIT_STRING))
+             QEL_INLINE(tbsCertList, TBSCertList),
+             QEL_INLINE(signatureAlgorithm, AlgorithmIdentifier),
+             QEL_INLINE(signatureValue, BIT_STRING))
 
-QEL_STAMP_TYPE(RevokedCertificate)
-QEL_STAMP_TYPE(RevokedCertificates)
-QEL_STAMP_TYPE(TBSCertList)
-QEL_STAMP_TYPE(CertificateList)
+QEL_CRL_TYPES(QEL_STAMP_TYPE)
 
 }  // namespace qel

@@ -4,6 +4,10 @@
 #include "../asn/engine.h"
 #include "certificate.h"
 
+// The types of this family, in the catalogue's order.
+#define QEL_CRL_TYPES(F) \
+  F(RevokedCertificate) F(RevokedCertificates) F(TBSCertList) F(CertificateList)
+
 #pragma GCC visibility push(default)
 namespace qel {
 
@@ -40,10 +44,7 @@ struct CertificateList {
   BIT_STRING signatureValue;
 };
 
-QEL_DECLARE_TYPE(RevokedCertificate)
-QEL_DECLARE_TYPE(RevokedCertificates)
-QEL_DECLARE_TYPE(TBSCertList)
-QEL_DECLARE_TYPE(CertificateList)
+QEL_CRL_TYPES(QEL_DECLARE_TYPE)
 
 }  // namespace qel
 #pragma GCC visibility pop

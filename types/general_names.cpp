@@ -4,38 +4,31 @@
 namespace qel {
 
 QEL_SEQUENCE(anotherName,
-             QEL_INLINE(anotherName, typeId, 0x06, OBJECT_ID),
-             QEL_EXPLICIT(anotherName, value, 0xA0, 0xFE, UNDECODED_ASN_BLOCK))
+             QEL_INLINE(typeId, OBJECT_ID),
+             QEL_EXPLICIT(value, UNDECODED_ASN_BLOCK, 0xA0))
 QEL_SEQUENCE(EDIPartyName,
-             QEL_EXPLICIT_OPTIONAL(EDIPartyName, nameAssigner, 0xA0, 0xFC, DirectoryString, 0),
-             QEL_EXPLICIT(EDIPartyName, partyName, 0xA1, 0xFC, DirectoryString))
+             QEL_EXPLICIT_OPTIONAL(nameAssigner, DirectoryString, 0xA0),
+             QEL_EXPLICIT(partyName, DirectoryString, 0xA1))
 QEL_CHOICE(GeneralName,
-           QEL_ALT(0xA0, "otherName", anotherName),
-           QEL_ALT(0x81, "rfc822Name", IA5String),
-           QEL_ALT(0x82, "dNSName", IA5String),
-           QEL_ALT(0xA3, "x400Address", ORAddress),
-           QEL_ALT_WRAPPED(0xA4, 0xFF, "directoryName", Name),
-           QEL_ALT(0xA5, "ediPartyName", EDIPartyName),
-           QEL_ALT(0x86, "uniformResourceIdentifier", IA5String),
-           QEL_ALT(0x87, "iPAddress", OCTET_STRING),
-           QEL_ALT(0x88, "registeredID", OBJECT_ID))
-QEL_SEQUENCE_OF(GeneralNames, GeneralName, 0xFC)
+           QEL_ALT(otherName, anotherName, 0xA0),
+           QEL_ALT(rfc822Name, IA5String, 0x81),
+           QEL_ALT(dNSName, IA5String, 0x82),
+           QEL_ALT(x400Address, ORAddress, 0xA3),
+           QEL_ALT_WRAPPED(directoryName, Name, 0xA4, TAG_DIRNAME),
+           QEL_ALT(ediPartyName, EDIPartyName, 0xA5),
+           QEL_ALT(uniformResourceIdentifier, IA5String, 0x86),
+           QEL_ALT(iPAddress, OCTET_STRING, 0x87),
+           QEL_ALT(registeredID, OBJECT_ID, 0x88))
+QEL_SEQUENCE_OF(GeneralNames, GeneralName)
 QEL_CHOICE(DistributionPointName,
-           QEL_ALT(0xA0, "fullName", GeneralNames),
-           QEL_ALT(0xA1, "nameRelativeToCRLIssuer", RelativeDistinguishedName))
+           QEL_ALT(fullName, GeneralNames, 0xA0),
+           QEL_ALT(nameRelativeToCRLIssuer, RelativeDistinguishedName, 0xA1))
 QEL_SEQUENCE(DistributionPoint,
-             QEL_EXPLICIT_OPTIONAL(DistributionPoint, distributionPoint, 0xA0, 0xFC,
-                                   DistributionPointName, 0),
-             QEL_OPTIONAL(DistributionPoint, reasons, 0x81, BIT_STRING),
-             QEL_OPTIONAL(DistributionPoint, cRLIssuer, 0xA2, GeneralNames))
-QEL_SEQUENCE_OF(CRLDistPointsSyntax, DistributionPoint, 0x30)
+             QEL_EXPLICIT_OPTIONAL(distributionPoint, DistributionPointName, 0xA0),
+             QEL_OPTIONAL(reasons, BIT_STRING, 0x81),
+             QEL_OPTIONAL(cRLIssuer, GeneralNames, 0xA2))
+QEL_SEQUENCE_OF(CRLDistPointsSyntax, DistributionPoint)
 
-QEL_STAMP_TYPE(anotherName)
-QEL_STAMP_TYPE(EDIPartyName)
-QEL_STAMP_TYPE(GeneralName)
-QEL_STAMP_TYPE(GeneralNames)
-QEL_STAMP_TYPE(DistributionPointName)
-QEL_STAMP_TYPE(DistributionPoint)
-QEL_STAMP_TYPE(CRLDistPointsSyntax)
+QEL_GENERAL_NAME_TYPES(QEL_STAMP_TYPE)
 
 }  // namespace qel

@@ -5,6 +5,11 @@
 #include "names.h"
 #include "oraddress.h"
 
+// The types of this family, in the catalogue's order.
+#define QEL_GENERAL_NAME_TYPES(F) \
+  F(anotherName) F(EDIPartyName) F(GeneralName) F(GeneralNames) F(DistributionPointName) \
+  F(DistributionPoint) F(CRLDistPointsSyntax)
+
 #pragma GCC visibility push(default)
 namespace qel {
 
@@ -43,13 +48,7 @@ struct DistributionPoint {
 // CRLDistPointsSyntax ::= SEQUENCE OF DistributionPoint
 QEL_LIST_RECORD(CRLDistPointsSyntax, DistributionPoint, 32);
 
-QEL_DECLARE_TYPE(anotherName)
-QEL_DECLARE_TYPE(EDIPartyName)
-QEL_DECLARE_TYPE(GeneralName)
-QEL_DECLARE_TYPE(GeneralNames)
-QEL_DECLARE_TYPE(DistributionPointName)
-QEL_DECLARE_TYPE(DistributionPoint)
-QEL_DECLARE_TYPE(CRLDistPointsSyntax)
+QEL_GENERAL_NAME_TYPES(QEL_DECLARE_TYPE)
 
 }  // namespace qel
 #pragma GCC visibility pop

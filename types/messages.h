@@ -7,6 +7,14 @@
 #include "crl.h"
 #include "names.h"
 
+// The types of this family, in the catalogue's order.
+#define QEL_MESSAGE_TYPES(F) \
+  F(ContentInfo) F(IssuerAndSerialNumber) F(DigestAlgorithmIdentifiers) \
+  F(ExtendedCertificateInfo) F(ExtendedCertificate) F(ExtendedCertificateOrCertificate) \
+  F(ExtendedCertificatesAndCertificates) F(CertificateRevocationLists) F(SignerInfo) \
+  F(SignerInfos) F(SignedData) F(RecipientInfo) F(RecipientInfos) F(EncryptedContentInfo) \
+  F(EnvelopedData) F(SignedAndEnvelopedData) F(DigestedData) F(DigestInfo) F(EncryptedData)
+
 #pragma GCC visibility push(default)
 namespace qel {
 
@@ -138,25 +146,7 @@ struct EncryptedData {
   EncryptedContentInfo encryptedContentInfo;
 };
 
-QEL_DECLARE_TYPE(ContentInfo)
-QEL_DECLARE_TYPE(IssuerAndSerialNumber)
-QEL_DECLARE_TYPE(DigestAlgorithmIdentifiers)
-QEL_DECLARE_TYPE(ExtendedCertificateInfo)
-QEL_DECLARE_TYPE(ExtendedCertificate)
-QEL_DECLARE_TYPE(ExtendedCertificateOrCertificate)
-QEL_DECLARE_TYPE(ExtendedCertificatesAndCertificates)
-QEL_DECLARE_TYPE(CertificateRevocationLists)
-QEL_DECLARE_TYPE(SignerInfo)
-QEL_DECLARE_TYPE(SignerInfos)
-QEL_DECLARE_TYPE(SignedData)
-QEL_DECLARE_TYPE(RecipientInfo)
-QEL_DECLARE_TYPE(RecipientInfos)
-QEL_DECLARE_TYPE(EncryptedContentInfo)
-QEL_DECLARE_TYPE(EnvelopedData)
-QEL_DECLARE_TYPE(SignedAndEnvelopedData)
-QEL_DECLARE_TYPE(DigestedData)
-QEL_DECLARE_TYPE(DigestInfo)
-QEL_DECLARE_TYPE(EncryptedData)
+QEL_MESSAGE_TYPES(QEL_DECLARE_TYPE)
 
 }  // namespace qel
 #pragma GCC visibility pop

@@ -4,6 +4,11 @@
 
 #include "../asn/engine.h"
 
+// The types of this family, in the catalogue's order.
+#define QEL_NAME_TYPES(F) \
+  F(AttributeValueAssertion) F(RelativeDistinguishedName) F(RDNSequence) F(Name) \
+  F(AttributeValues) F(Attribute) F(Attributes) F(DirectoryString)
+
 #pragma GCC visibility push(default)
 namespace qel {
 
@@ -33,14 +38,7 @@ QEL_LIST_RECORD(Attributes, Attribute, 32);
 // DirectoryString ::= CHOICE { teletexString T61String, printableString PrintableString }
 QEL_CHOICE_RECORD(DirectoryString);
 
-QEL_DECLARE_TYPE(AttributeValueAssertion)
-QEL_DECLARE_TYPE(RelativeDistinguishedName)
-QEL_DECLARE_TYPE(RDNSequence)
-QEL_DECLARE_TYPE(Name)
-QEL_DECLARE_TYPE(AttributeValues)
-QEL_DECLARE_TYPE(Attribute)
-QEL_DECLARE_TYPE(Attributes)
-QEL_DECLARE_TYPE(DirectoryString)
+QEL_NAME_TYPES(QEL_DECLARE_TYPE)
 
 }  // namespace qel
 #pragma GCC visibility pop

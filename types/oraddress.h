@@ -4,6 +4,13 @@
 
 #include "../asn/engine.h"
 
+// The types of this family, in the catalogue's order.
+#define QEL_ORADDRESS_TYPES(F) \
+  F(CountryName) F(AdministrationDomainName) F(PrivateDomainName) F(PersonalNames) \
+  F(PersonalName) F(OrganizationalUnitNames) F(BuiltInStandardAttributes) \
+  F(BuiltInDomainDefinedAttribute) F(BuiltInDomainDefinedAttributes) F(EXTENSION_ATTRIBUTE) \
+  F(ExtensionAttributes) F(ORAddress)
+
 #pragma GCC visibility push(default)
 namespace qel {
 
@@ -66,18 +73,7 @@ struct ORAddress {
   ExtensionAttributes* extensionAttributes;
 };
 
-QEL_DECLARE_TYPE(CountryName)
-QEL_DECLARE_TYPE(AdministrationDomainName)
-QEL_DECLARE_TYPE(PrivateDomainName)
-QEL_DECLARE_TYPE(PersonalNames)
-QEL_DECLARE_TYPE(PersonalName)
-QEL_DECLARE_TYPE(OrganizationalUnitNames)
-QEL_DECLARE_TYPE(BuiltInStandardAttributes)
-QEL_DECLARE_TYPE(BuiltInDomainDefinedAttribute)
-QEL_DECLARE_TYPE(BuiltInDomainDefinedAttributes)
-QEL_DECLARE_TYPE(EXTENSION_ATTRIBUTE)
-QEL_DECLARE_TYPE(ExtensionAttributes)
-QEL_DECLARE_TYPE(ORAddress)
+QEL_ORADDRESS_TYPES(QEL_DECLARE_TYPE)
 
 }  // namespace qel
 #pragma GCC visibility pop

@@ -5,6 +5,10 @@
 #include "certificate.h"
 #include "names.h"
 
+// The types of this family, in the catalogue's order.
+#define QEL_REQUEST_TYPES(F) \
+  F(CertificationRequestInfo) F(CertificationRequest)
+
 #pragma GCC visibility push(default)
 namespace qel {
 
@@ -26,8 +30,7 @@ struct CertificationRequest {
   BIT_STRING signature;
 };
 
-QEL_DECLARE_TYPE(CertificationRequestInfo)
-QEL_DECLARE_TYPE(CertificationRequest)
+QEL_REQUEST_TYPES(QEL_DECLARE_TYPE)
 
 }  // namespace qel
 #pragma GCC visibility pop

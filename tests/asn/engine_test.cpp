@@ -132,7 +132,7 @@ TEST(List, CountBeyondCapacityWritesNothing) {
 // A set-of of raw elements: any octets at all, so that blocks of different
 // lengths can share a prefix.
 QEL_LIST_RECORD(Blobs, UNDECODED_ASN_BLOCK, 4);
-QEL_SET_OF(Blobs, UNDECODED_ASN_BLOCK, TAG_ANY)
+QEL_SET_OF(Blobs, UNDECODED_ASN_BLOCK)
 
 TEST(SetOf, EncodesInZeroPaddedOrder) {
   const std::string long_one = "04 81 80" + repeat(" 00", 128);
@@ -161,7 +161,7 @@ TEST(SetOf, EncodesInZeroPaddedOrder) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     void* v = engine::make(c.type);
-    auto** items = reinterpret_cast<vbl_blk**>(static_cast<char*>(v) + c.type->items_offset);
+    auto** items = reinterpret_cast<vbl_blk**>(static_cast<char*>(v) + c.type->list.items_offset);
     int32_t& count = *static_cast<int32_t*>(v);
     for (const std::string& e : c.elements) items[count++] = octets(e.c_str());
     int32_t err = c.before;
@@ -243,14 +243,13 @@ int32_t fib_size(const TypeDesc*, void* v, int32_t) { return static_cast<Fib*>(v
 void fib_pack(const TypeDesc*, uint8_t** cursor, void* v, int32_t, int32_t*) {
   for (int32_t i = 0; i < static_cast<Fib*>(v)->writes; ++i) put_byte(cursor, 0);
 }
-const TypeOps fib_ops{nullptr, [](const TypeDesc*, void*) {}, nullptr, fib_size, fib_pack,
-                      nullptr};
-const TypeDesc Fib_desc{"Fib", Shape::Primitive, 0, sizeof(Fib), &fib_ops, nullptr,
-                        0, 0, nullptr, 0, 0, 0, nullptr, 0};
+const TypeOps fib_ops{.dip = [](const TypeDesc*, void*) {}, .size = fib_size, .pack = fib_pack};
+const TypeDesc Fib_desc{.name = "Fib", .shape = Shape::Primitive, .record_size = sizeof(Fib),
+                        .ops = &fib_ops};
 struct Holder {
   Fib fib;
 };
-QEL_SEQUENCE(Holder, QEL_INLINE(Holder, fib, 0x04, Fib))
+QEL_SEQUENCE(Holder, QEL_INLINE(fib, Fib, 0x04))
 
 TEST(Encode, LengthCheckTable) {
   const struct { const char* name; Fib fib; int32_t code; size_t written; } cases[] = {

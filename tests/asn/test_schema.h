@@ -55,49 +55,39 @@ struct Record {
   UNDECODED_ASN_BLOCK* raw;
 };
 
-QEL_DECLARE_TYPE(Pair)
-QEL_DECLARE_TYPE(Opts)
-QEL_DECLARE_TYPE(Strings)
-QEL_DECLARE_TYPE(Item)
-QEL_DECLARE_TYPE(Items)
-QEL_DECLARE_TYPE(Record)
+#define QEL_TEST_TYPES(F) F(Pair) F(Opts) F(Strings) F(Item) F(Items) F(Record)
+QEL_TEST_TYPES(QEL_DECLARE_TYPE)
 
 QEL_SEQUENCE(Pair,
-             QEL_INLINE(Pair, first, 0x02, INTEGER),
-             QEL_EXPLICIT(Pair, second, 0xA0, 0x02, INTEGER))
+             QEL_INLINE(first, INTEGER),
+             QEL_EXPLICIT(second, INTEGER, 0xA0))
 QEL_SEQUENCE(Opts,
-             QEL_EXPLICIT_OPTIONAL(Opts, a, 0xA0, 0x02, INTEGER, 0),
-             QEL_OPTIONAL(Opts, b, 0x01, BOOLEAN))
-QEL_SET_OF(Strings, OCTET_STRING, 0x04)
+             QEL_EXPLICIT_OPTIONAL(a, INTEGER, 0xA0),
+             QEL_OPTIONAL(b, BOOLEAN))
+QEL_SET_OF(Strings, OCTET_STRING)
 QEL_CHOICE(Item,
-           QEL_ALT(0x02, "number", INTEGER),
-           QEL_ALT(0x01, "flag", BOOLEAN),
-           QEL_ALT(0x05, "none", ASN_NULL),
-           QEL_ALT(0x80, "text", IA5String),
-           QEL_ALT(0x81, "bits", BIT_STRING),
-           QEL_ALT_WRAPPED(0xA2, 0x04, "boxed", OCTET_STRING),
-           QEL_ALT(0xA3, "pair", Pair),
-           QEL_ALT(0xA4, "opts", Opts),
-           QEL_ALT(0xA5, "kids", Strings))
-QEL_SEQUENCE_OF(Items, Item, TAG_CHOICE)
+           QEL_ALT(number, INTEGER),
+           QEL_ALT(flag, BOOLEAN),
+           QEL_ALT(none, ASN_NULL),
+           QEL_ALT(text, IA5String, 0x80),
+           QEL_ALT(bits, BIT_STRING, 0x81),
+           QEL_ALT_WRAPPED(boxed, OCTET_STRING, 0xA2),
+           QEL_ALT(pair, Pair, 0xA3),
+           QEL_ALT(opts, Opts, 0xA4),
+           QEL_ALT(kids, Strings, 0xA5))
+QEL_SEQUENCE_OF(Items, Item)
 QEL_SEQUENCE(Record,
-             QEL_INLINE(Record, id, 0x02, INTEGER),
-             QEL_EXPLICIT_OPTIONAL(Record, label, 0xA0, 0x13, PrintableString, 0),
-             QEL_EXPLICIT(Record, body, 0xA1, TAG_ANY, UNDECODED_ASN_BLOCK),
-             QEL_OPTIONAL(Record, flag, 0x01, BOOLEAN),
-             QEL_MAYBE_ABSENT(Record, pick, TAG_CHOICE, Item),
-             QEL_INLINE(Record, items, 0x30, Items),
-             QEL_OPTIONAL(Record, strings, 0xA2, Strings),
-             QEL_EXPLICIT_OPTIONAL(Record, extra, 0xA3, 0x30, Items, 0),
-             QEL_EXPLICIT_OPTIONAL(Record, raw, 0xA4, TAG_ANY, UNDECODED_ASN_BLOCK,
-                                   FIELD_WRAPPER_FORCED))
+             QEL_INLINE(id, INTEGER),
+             QEL_EXPLICIT_OPTIONAL(label, PrintableString, 0xA0),
+             QEL_EXPLICIT(body, UNDECODED_ASN_BLOCK, 0xA1),
+             QEL_OPTIONAL(flag, BOOLEAN),
+             QEL_MAYBE_ABSENT(pick, Item),
+             QEL_INLINE(items, Items),
+             QEL_OPTIONAL(strings, Strings, 0xA2),
+             QEL_EXPLICIT_OPTIONAL(extra, Items, 0xA3),
+             QEL_EXPLICIT_OPTIONAL(raw, UNDECODED_ASN_BLOCK, 0xA4, FIELD_WRAPPER_FORCED))
 
-QEL_STAMP_TYPE(Pair)
-QEL_STAMP_TYPE(Opts)
-QEL_STAMP_TYPE(Strings)
-QEL_STAMP_TYPE(Item)
-QEL_STAMP_TYPE(Items)
-QEL_STAMP_TYPE(Record)
+QEL_TEST_TYPES(QEL_STAMP_TYPE)
 
 // The schema's descriptors, outermost first.
 inline const TypeDesc* const schema_types[] = {&Record_desc, &Items_desc, &Item_desc,
