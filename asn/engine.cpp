@@ -41,8 +41,8 @@ inline void t_pack(const TypeDesc* t, uint8_t** c, void* v, int32_t tag, int32_t
   t->ops->pack(t, c, v, tag, err);
 }
 inline int32_t t_uip(const TypeDesc* t, void* v, const uint8_t** c, const uint8_t* limit,
-                     int32_t tag, int32_t* err) {
-  return t->ops->uip(t, v, c, limit, tag, err);
+                     const uint8_t* outer, int32_t tag, int32_t* err) {
+  return t->ops->uip(t, v, c, limit, outer, tag, err);
 }
 
 // Tags handed to a field's and to a list element's operations.
@@ -261,10 +261,10 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
     case Form::Inline:
       if (f.flags & FIELD_MAYBE_ABSENT) {
         const int32_t saved = *err;
-        t_uip(f.type, member_at(v, f.offset), cursor, end, field_tag(f), err);
+        t_uip(f.type, member_at(v, f.offset), cursor, end, end, field_tag(f), err);
         *err = saved;
       } else {
-        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, field_tag(f), err);
+        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, end, field_tag(f), err);
       }
       return;
     case Form::Optional: {
@@ -284,7 +284,7 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
       *cursor = w.content;
       if (w.length == 0) return;  // an empty wrapper: the field is not missed
       if (f.form == Form::ExplicitInline) {
-        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, field_tag(f), err);
+        result &= t_uip(f.type, member_at(v, f.offset), cursor, end, end, field_tag(f), err);
       } else {
         void*& p = pointer_at(v, f.offset);
         t_drop(f.type, p);
@@ -297,7 +297,7 @@ void seq_field(const FieldDesc& f, void* v, const uint8_t** cursor, const uint8_
 }
 
 int32_t seq_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
-                int32_t tag, int32_t* err) {
+                const uint8_t*, int32_t tag, int32_t* err) {
   const Header h = open_element(cursor, limit, tag, err);
   if (h.outcome != Header::kGood) return 0;
   const uint8_t* end = h.content + h.length;
@@ -431,11 +431,8 @@ void list_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_
   check_written(start, *cursor, content, err);
 }
 
-int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
-                      const uint8_t* outer, int32_t* err);
-
 int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
-                 int32_t tag, int32_t* err) {
+                 const uint8_t*, int32_t tag, int32_t* err) {
   const Header h = open_element(cursor, limit, tag, err);
   if (h.outcome != Header::kGood) {
     if (h.outcome == Header::kOverrun) {
@@ -454,12 +451,8 @@ int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8
       set_err(err, ASN_NO_RECORD);
       break;
     }
-    // A choice element is handed the list's own limit as the bound of a
-    // wrapped alternative.
-    const int32_t ok = d->list.element->shape == Shape::Choice
-                           ? choice_decode(d->list.element, items[i], cursor, end, limit, err)
-                           : t_uip(d->list.element, items[i], cursor, end, element_tag(d), err);
-    if (!ok) break;
+    // Every element is handed the list's own limit as its outer bound.
+    if (!t_uip(d->list.element, items[i], cursor, end, limit, element_tag(d), err)) break;
     count = static_cast<int32_t>(i + 1);
   }
   // A failed element and records left from an earlier decode are released
@@ -523,8 +516,9 @@ void choice_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int3
 // list hands the limit it was given itself, so that such an element may end
 // behind the list (which then closes with an overrun) but not behind what
 // encloses the list. Everywhere else `outer` is `limit`.
-int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
-                      const uint8_t* outer, int32_t* err) {
+int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
+                   const uint8_t* outer, int32_t tag, int32_t* err) {
+  (void)tag;
   const uint8_t* at = peek(*cursor, limit);
   if (at == nullptr) return 0;
   const uint8_t octet = *at;
@@ -546,13 +540,7 @@ int32_t choice_decode(const TypeDesc* d, void* v, const uint8_t** cursor, const 
   }
   c.value = t_make(alt->type);
   if (c.value == nullptr) return set_err(err, ASN_NO_MEMORY), 0;
-  return t_uip(alt->type, c.value, cursor, limit, octet, err);
-}
-
-int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
-                   int32_t tag, int32_t* err) {
-  (void)tag;
-  return choice_decode(d, v, cursor, limit, limit, err);
+  return t_uip(alt->type, c.value, cursor, limit, limit, octet, err);
 }
 
 // Makes a record and decodes into it: _unpack_X below its entry checks.
@@ -565,7 +553,7 @@ void* unpack_at(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit,
   if ((d->flags & TYPE_ANY_TAG) == 0 && *at != static_cast<uint8_t>(tag)) return nullptr;
   void* record = t_make(d);
   if (record == nullptr) return set_err(err, ASN_NO_RECORD), nullptr;
-  if (t_uip(d, record, cursor, limit, tag, err)) return record;
+  if (t_uip(d, record, cursor, limit, limit, tag, err)) return record;
   t_drop(d, record);
   return nullptr;
 }
@@ -611,7 +599,7 @@ void pack(const TypeDesc* d, uint8_t** cursor, void* value, int32_t tag, int32_t
 int32_t uip(const TypeDesc* d, void* value, const uint8_t** cursor, const uint8_t* limit,
             int32_t tag, int32_t* err) {
   if (!decoder_entry(value, cursor, err)) return 0;
-  return t_uip(d, value, cursor, limit, tag, err);
+  return t_uip(d, value, cursor, limit, limit, tag, err);
 }
 
 void* unpack(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit, int32_t tag,

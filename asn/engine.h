@@ -65,8 +65,10 @@ struct TypeOps {
   void (*drop)(const TypeDesc*, void*) = nullptr;
   int32_t (*size)(const TypeDesc*, void*, int32_t with_header) = nullptr;
   void (*pack)(const TypeDesc*, uint8_t** cursor, void*, int32_t tag, int32_t* err) = nullptr;
+  // `outer` bounds the wrapper of a wrapped choice alternative (see choice_uip);
+  // every other decoder reads against `limit` alone.
   int32_t (*uip)(const TypeDesc*, void*, const uint8_t** cursor, const uint8_t* limit,
-                 int32_t tag, int32_t* err) = nullptr;
+                 const uint8_t* outer, int32_t tag, int32_t* err) = nullptr;
 };
 
 struct FieldDesc {

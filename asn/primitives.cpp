@@ -20,7 +20,7 @@ struct Adapt {
     Pack(c, static_cast<R*>(v), tag, err);
   }
   static int32_t uip(const TypeDesc*, void* v, const uint8_t** c, const uint8_t* limit,
-                     int32_t tag, int32_t* err) {
+                     const uint8_t*, int32_t tag, int32_t* err) {
     return Uip(static_cast<R*>(v), c, limit, tag, err);
   }
   static constexpr TypeOps ops{
