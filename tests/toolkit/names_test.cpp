@@ -64,40 +64,11 @@ TEST(NameText, FixturesMatchIndependentExpectations) {
     engine::drop(type, d.record);
   }
   EXPECT_GE(checked, 100);  // the name fixtures and the certificate fixtures
-  Certificate hollow{};  // subject without its value
-  char* text = nullptr;
-  EXPECT_EQ(tc_extract_dname(&text, &hollow, 7), 1);
-  EXPECT_EQ(tc_extract_dname_ldap(nullptr, &hollow, 0), 2);
-  EXPECT_EQ(tc_decode_dname(&text, nullptr), 2);
-}
-
-// A row matches an OID that starts with the row's bytes, over the row's length.
-TEST(AttrTable, LookupsMatchByRowLength) {
-  const struct {
-    std::vector<uint8_t> oid;  // padded to a row's 12 bytes for tc_attr_oid_length
-    const char* label;
-    int32_t length;
-  } cases[] = {
-      {{0x55, 0x04, 0x0D}, nullptr, 3},  // the gap between T and PA
-      {{0x55, 0x04, 0x03, 0x01}, "CN", 3},
-      {{0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x01}, "emailAddress", 9},
-      {{0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09}, nullptr, 3},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.oid.size());
-    AttributeValueAssertion ava{};
-    ASSERT_EQ(tc_set_ava(&ava, c.oid.data(), static_cast<int32_t>(c.oid.size()), 0x13, nullptr, 0), 0);
-    EXPECT_STREQ(tc_attr_label(&ava), c.label);
-    std::vector<uint8_t> padded = c.oid;
-    padded.resize(12);
-    EXPECT_EQ(tc_attr_oid_length(padded.data()), c.length);
-    dip_AttributeValueAssertion(&ava);
-  }
 }
 
 // tc_set_ava writes tag and DER length; tc_get_ava reads them back without
 // leaving the block, cutting a declared length to what the block holds.
-TEST(Ava, HeaderWrittenAndReadInsideTheBlock) {
+TEST(Ava, HeaderInsideTheBlockAndLabelByRowLength) {
   const struct {
     std::vector<uint8_t> block;  // empty: made by tc_set_ava with `length` bytes
     int32_t tag, length, offset;
@@ -126,6 +97,22 @@ TEST(Ava, HeaderWrittenAndReadInsideTheBlock) {
     EXPECT_EQ(tag, c.tag);
     EXPECT_EQ(length, c.length);
     EXPECT_EQ(content, block.bytes + c.offset);
+    dip_AttributeValueAssertion(&ava);
+  }
+  // A row matches an OID that starts with the row's bytes, over the row's
+  // length; tc_attr_oid_length reads a row's 12 bytes.
+  const std::vector<uint8_t> email{0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x01};
+  const std::tuple<std::vector<uint8_t>, const char*, int32_t> rows[] = {
+      {{0x55, 0x04, 0x0D}, nullptr, 3},  // the gap between T and PA
+      {{0x55, 0x04, 0x03, 0x01}, "CN", 3}, {email, "emailAddress", 9},
+      {{email.begin(), email.end() - 1}, nullptr, 3}};
+  for (const auto& [oid, label, length] : rows) {
+    AttributeValueAssertion ava{};
+    ASSERT_EQ(tc_set_ava(&ava, oid.data(), static_cast<int32_t>(oid.size()), 0x13, nullptr, 0), 0);
+    EXPECT_STREQ(tc_attr_label(&ava), label);
+    std::vector<uint8_t> padded = oid;
+    padded.resize(12);
+    EXPECT_EQ(tc_attr_oid_length(padded.data()), length) << hex(oid);
     dip_AttributeValueAssertion(&ava);
   }
 }
