@@ -385,6 +385,21 @@ TEST(EveryType, FreshAndNullRecords) {
     engine::drop(d, v);
     engine::dip(d, nullptr);
   }
+  // Null cursors and positions, once per shape.
+  for (const TypeDesc* d : {&Record_desc, &Strings_desc, &Items_desc, &Item_desc, &OCTET_STRING_desc}) {
+    SCOPED_TRACE(d->name);
+    void* v = engine::make(d);
+    const uint8_t* null_in = nullptr;
+    uint8_t* null_out = nullptr;
+    std::vector<int32_t> codes(4);
+    engine::uip(d, v, nullptr, in.data() + 2, 0x30, &codes[0]);
+    engine::uip(d, v, &null_in, in.data() + 2, 0x30, &codes[1]);
+    engine::pack(d, nullptr, v, 0x30, &codes[2]);
+    engine::pack(d, &null_out, v, 0x30, &codes[3]);
+    EXPECT_EQ(codes, (std::vector<int32_t>{ASN_IN_NO_CURSOR, ASN_IN_NO_POSITION, ASN_OUT_NO_CURSOR,
+                                           ASN_OUT_NO_POSITION}));
+    engine::drop(d, v);
+  }
 }
 
 }  // namespace
