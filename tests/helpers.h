@@ -1,6 +1,6 @@
-// Helpers shared by the tests: octets from hex text, DER elements as hex
-// text, fixture files, and decoding and encoding through a type's
-// descriptor, one case at a time or as a table.
+// Helpers shared by the tests: octets from hex text and back, table files and
+// fixtures of the test data folder, decoding and encoding through a type's
+// descriptor, and the allocation-failure loop.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -37,64 +37,31 @@ inline Bytes B(const std::string& text) {
 inline std::string hex(const uint8_t* data, size_t size) {
   std::string out;
   char two[4];
-  for (size_t i = 0; i < size; ++i) {
-    std::snprintf(two, sizeof two, i == 0 ? "%02x" : " %02x", data[i]);
-    out += two;
-  }
+  for (size_t i = 0; i < size; ++i) out += (std::snprintf(two, sizeof two, i ? " %02x" : "%02x", data[i]), two);
   return out;
 }
 inline std::string hex(const Bytes& b) { return hex(b.data(), b.size()); }
 
 inline std::string repeat(const std::string& text, int n) {
   std::string out;
-  for (int i = 0; i < n; ++i) out += text;
-  return out;
-}
-
-// Hex texts joined by single spaces.
-template <class... T>
-std::string cat(const T&... parts) {
-  std::string out;
-  for (const std::string& p : {std::string(parts)...})
-    if (!p.empty()) out += (out.empty() ? "" : " ") + p;
-  return out;
-}
-
-// The number of octets a hex text stands for.
-inline size_t len(const std::string& text) { return B(text).size(); }
-
-// The hex text of a DER element: its tag, the length of its content in the
-// shortest form, then the content.
-template <class... T>
-std::string tlv(const std::string& tag, const T&... content) {
-  const std::string body = cat(content...);
-  const size_t n = len(body);
-  char length[32];
-  if (n < 0x80) std::snprintf(length, sizeof length, "%02zx", n);
-  else if (n < 0x100) std::snprintf(length, sizeof length, "81 %02zx", n);
-  else std::snprintf(length, sizeof length, "82 %02zx %02zx", n >> 8, n & 0xFF);
-  return cat(tag, length, body);
-}
-
-// The fields of a line of a table file, split at `sep`, blanks around them
-// trimmed.
-inline std::vector<std::string> split(const std::string& line, char sep) {
-  std::vector<std::string> out;
-  for (size_t at = 0, end; at <= line.size(); at = end + 1) {
-    end = std::min(line.find(sep, at), line.size());
-    const size_t a = line.find_first_not_of(' ', at), b = line.find_last_not_of(' ', end - 1);
-    out.push_back(a < end ? line.substr(a, b - a + 1) : "");
-  }
+  while (n-- > 0) out += text;
   return out;
 }
 
 // The rows of a table file of the test data folder: every line but blanks
-// and "#" comments, split at `sep`.
+// and "#" comments, split at `sep`, blanks around the fields trimmed.
 inline std::vector<std::vector<std::string>> table(const std::string& file, char sep = '|') {
   std::vector<std::vector<std::string>> rows;
   std::ifstream in(std::string(QEL_TEST_DATA) + "/" + file);
-  for (std::string line; std::getline(in, line);)
-    if (!line.empty() && line[0] != '#') rows.push_back(split(line, sep));
+  for (std::string line; std::getline(in, line);) {
+    if (line.empty() || line[0] == '#') continue;
+    rows.emplace_back();
+    for (size_t at = 0, end; at <= line.size(); at = end + 1) {
+      end = std::min(line.find(sep, at), line.size());
+      const size_t a = line.find_first_not_of(' ', at), b = line.find_last_not_of(' ', end - 1);
+      rows.back().push_back(a < end ? line.substr(a, b - a + 1) : "");
+    }
+  }
   return rows;
 }
 
@@ -185,44 +152,10 @@ inline std::string round_trip(const TypeDesc* d, const Bytes& der, int32_t* pack
   return why;
 }
 
-inline constexpr size_t kAtEnd = static_cast<size_t>(-1);
-
 // A check of the record a decode left, typed for its record struct.
 template <class T, class F>
 std::function<void(void*)> on(F f) {
   return [f](void* v) { f(*static_cast<T*>(v)); };
-}
-
-// One decode: its result, the code left in the word, the octets consumed
-// (kAtEnd for all of them), unless `out` is empty what the record encodes
-// to ("=" for the octets consumed), and a check of the record.
-struct DecodeCase {
-  std::string name;
-  const TypeDesc* type;
-  std::string in;
-  int32_t tag, result, code;
-  size_t consumed;
-  std::string out = "";
-  std::function<void(void*)> check = {};
-};
-
-inline void run_decode_cases(const std::vector<DecodeCase>& cases) {
-  for (const DecodeCase& c : cases) {
-    SCOPED_TRACE(c.name);
-    const Bytes in = B(c.in);
-    Decoded d = decode(c.type, in, c.tag);
-    EXPECT_EQ(d.result, c.result);
-    EXPECT_EQ(d.err, c.code);
-    EXPECT_EQ(d.consumed, c.consumed == kAtEnd ? in.size() : c.consumed);
-    if (!c.out.empty()) {
-      int32_t err = 0;
-      const std::string want = c.out == "=" ? hex(in.data(), d.consumed) : hex(B(c.out));
-      EXPECT_EQ(hex(encode(c.type, d.record, c.tag, &err)), want);
-      EXPECT_EQ(err, 0);
-    }
-    if (c.check) c.check(d.record);
-    engine::drop(c.type, d.record);  // LSan: a failed record releases cleanly
-  }
 }
 
 // Runs `call` with its 1st, 2nd, ... allocation failing in turn, until a run

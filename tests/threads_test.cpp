@@ -15,16 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string text_of(int32_t code, char* text) {
-  std::string out = std::to_string(code) + (text != nullptr ? text : "-") + "|";
-  std::free(text);
-  return out;
-}
+std::string text_of(int32_t code, char* text) { return std::to_string(code) + take(text) + "|"; }
 
 uint32_t seconds(const CertificateValidityDate& date) {
-  if (date.tag == 0x17) return tc_decode_UTCTime(static_cast<vbl_blk*>(date.value));
-  if (date.tag == 0x18) return tc_decode_GeneralizedTime(static_cast<vbl_blk*>(date.value));
-  return 0;
+  const auto decoder = date.tag == 0x17 ? tc_decode_UTCTime : tc_decode_GeneralizedTime;
+  return date.tag == 0x17 || date.tag == 0x18 ? decoder(static_cast<vbl_blk*>(date.value)) : 0;
 }
 
 // Everything a caller reads from one certificate, as one text. The tree is
