@@ -113,15 +113,11 @@ TEST(Cli, CommandLines) {
   const std::string locked = dir + "/locked.der", trailing = dir + "/trailing.der";
   const std::string one_byte = dir + "/one.der", not_sequence = dir + "/notseq.der";
   fs::copy_file(QEL_TOOL_PATH, tool);
-  fs::copy_file(QEL_TEST_DATA "/sample.der", sample);
-  fs::copy_file(sample, locked);
+  const std::string der = slurp(QEL_TEST_DATA "/sample.der");
+  for (const auto& [path, bytes] : {std::pair{sample, der}, {locked, der}, {trailing, der + "trailer"},
+                                    {empty, ""}, {one_byte, "0"}, {not_sequence, "1" + der.substr(1)}})
+    std::ofstream(path, std::ios::binary) << bytes;
   chmod(locked.c_str(), 0);
-  fs::copy_file(sample, trailing);
-  std::ofstream(trailing, std::ios::app) << "trailer";
-  std::ofstream{empty};
-  std::ofstream(one_byte) << '0';
-  fs::copy_file(sample, not_sequence);
-  std::fstream(not_sequence, std::ios::in | std::ios::out | std::ios::binary).put('\x31');
   const struct {
     const char* name;
     std::vector<std::string> args;
