@@ -68,7 +68,7 @@ TEST(NameText, FixturesMatchIndependentExpectations) {
 
 // tc_set_ava writes tag and DER length; tc_get_ava reads them back without
 // leaving the block, cutting a declared length to what the block holds.
-TEST(Ava, HeaderInsideTheBlock) {
+TEST(Ava, HeaderInsideTheBlockAndLabelByRowLength) {
   const struct {
     std::vector<uint8_t> block;  // empty: made by tc_set_ava with `length` bytes
     int32_t tag, length, offset;
@@ -97,6 +97,14 @@ TEST(Ava, HeaderInsideTheBlock) {
     EXPECT_EQ(tag, c.tag);
     EXPECT_EQ(length, c.length);
     EXPECT_EQ(content, block.bytes + c.offset);
+    dip_AttributeValueAssertion(&ava);
+  }
+  // A row labels an OID that starts with the row's bytes, never a shorter one.
+  for (const auto& [oid, label] : {std::pair{"55 04 03 01", "CN"}, {"2a 86 48 86 f7 0d 01 09", nullptr}}) {
+    AttributeValueAssertion ava{};
+    const Bytes b = B(oid);
+    ASSERT_EQ(tc_set_ava(&ava, b.data(), static_cast<int32_t>(b.size()), 0x13, nullptr, 0), 0);
+    EXPECT_STREQ(tc_attr_label(&ava), label) << oid;
     dip_AttributeValueAssertion(&ava);
   }
 }
