@@ -83,12 +83,12 @@ struct Header {
     kOverrun,  // the length field runs past `limit`, or the content past `outer`
     kGood,
   } outcome;
-  uint8_t tag;
+  uint8_t tag = 0;
   // Behind the length field (at `limit` when the field was cut off) and the
   // length read (LENGTH_PAST_LIMIT when cut off); set for every outcome but
   // kNotHere.
-  const uint8_t* content;
-  uint32_t length;
+  const uint8_t* content = nullptr;
+  uint32_t length = 0;
 };
 
 // Reads the header of the element at `pos`: its tag (`tag`, or with kAnyTag
@@ -102,12 +102,15 @@ inline Header read_header(const uint8_t* pos, const uint8_t* limit, int32_t tag,
                           const uint8_t* outer, uint32_t fixed_length = kAnyLength) {
   const uint8_t* at = step(pos, 1, limit);
   if (at == nullptr || (tag != kAnyTag && *at != static_cast<uint8_t>(tag)))
-    return Header{Header::kNotHere, 0, nullptr, 0};
+    return Header{.outcome = Header::kNotHere};
   uint32_t n = 0;
-  if (!read_length(pos, limit, n)) return Header{Header::kOverrun, *at, limit, LENGTH_PAST_LIMIT};
-  if (fixed_length != kAnyLength && n != fixed_length) return Header{Header::kRefused, *at, pos, n};
-  if (outer != kUnbounded && !fits(pos, n, outer)) return Header{Header::kOverrun, *at, pos, n};
-  return Header{Header::kGood, *at, pos, n};
+  if (!read_length(pos, limit, n))
+    return Header{
+        .outcome = Header::kOverrun, .tag = *at, .content = limit, .length = LENGTH_PAST_LIMIT};
+  Header h{.outcome = Header::kGood, .tag = *at, .content = pos, .length = n};
+  if (fixed_length != kAnyLength && n != fixed_length) h.outcome = Header::kRefused;
+  else if (outer != kUnbounded && !fits(pos, n, outer)) h.outcome = Header::kOverrun;
+  return h;
 }
 
 // Stores -9 and moves the position to `limit`: what a decoder does when its
