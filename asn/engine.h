@@ -223,20 +223,15 @@ constexpr uint32_t checked_offset(size_t offset) {
 }  // namespace engine
 #pragma GCC visibility pop
 
-// Descriptors of the primitives, for use in tables.
-extern const TypeDesc INTEGER_desc;
-extern const TypeDesc BOOLEAN_desc;
-extern const TypeDesc ASN_NULL_desc;
-extern const TypeDesc BIT_STRING_desc;
-extern const TypeDesc OBJECT_ID_desc;
-extern const TypeDesc OCTET_STRING_desc;
-extern const TypeDesc GeneralizedTime_desc;
-extern const TypeDesc UTCTime_desc;
-extern const TypeDesc IA5String_desc;
-extern const TypeDesc NumericString_desc;
-extern const TypeDesc PrintableString_desc;
-extern const TypeDesc T61String_desc;
-extern const TypeDesc UNDECODED_ASN_BLOCK_desc;
+// Every primitive, in the registry's order; their descriptors are for use in
+// tables.
+#define QEL_PRIMITIVE_TYPES(F)                                                              \
+  F(INTEGER) F(BOOLEAN) F(ASN_NULL) F(BIT_STRING) F(OBJECT_ID) F(OCTET_STRING)                \
+  F(GeneralizedTime) F(UTCTime) F(IA5String) F(NumericString) F(PrintableString) F(T61String) \
+  F(UNDECODED_ASN_BLOCK)
+#define QEL_DECLARE_DESC(X) extern const TypeDesc X##_desc;
+QEL_PRIMITIVE_TYPES(QEL_DECLARE_DESC)
+#undef QEL_DECLARE_DESC
 
 // Every descriptor of the library, primitives included, closed by null; for
 // tests and fuzzers that walk all types.

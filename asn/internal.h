@@ -152,22 +152,10 @@ inline bool decoder_entry(const void* value, const uint8_t** cursor, int32_t* er
 
 // The decoders of the primitives below the entry checks; their descriptors
 // point here.
-#define QEL_DECLARE_DECODER(X, R) \
-  int32_t decode_##X(R* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag, \
+#define QEL_DECLARE_DECODER(X) \
+  int32_t decode_##X(X* value, const uint8_t** cursor, const uint8_t* limit, int32_t tag, \
                      int32_t* err);
-QEL_DECLARE_DECODER(GeneralizedTime, vbl_blk)
-QEL_DECLARE_DECODER(IA5String, vbl_blk)
-QEL_DECLARE_DECODER(NumericString, vbl_blk)
-QEL_DECLARE_DECODER(OBJECT_ID, vbl_blk)
-QEL_DECLARE_DECODER(OCTET_STRING, vbl_blk)
-QEL_DECLARE_DECODER(PrintableString, vbl_blk)
-QEL_DECLARE_DECODER(T61String, vbl_blk)
-QEL_DECLARE_DECODER(UTCTime, vbl_blk)
-QEL_DECLARE_DECODER(INTEGER, vbl_blk)
-QEL_DECLARE_DECODER(UNDECODED_ASN_BLOCK, vbl_blk)
-QEL_DECLARE_DECODER(BOOLEAN, BOOLEAN)
-QEL_DECLARE_DECODER(ASN_NULL, ASN_NULL)
-QEL_DECLARE_DECODER(BIT_STRING, BIT_STRING)
+QEL_PRIMITIVE_TYPES(QEL_DECLARE_DECODER)
 #undef QEL_DECLARE_DECODER
 
 int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8_t** cursor,

@@ -6,7 +6,7 @@ fuzz/der_schema_corpus/: valid encodings of each type of the test schema
 fuzz/der_registry_corpus/: pieces of a few certificates (whole certificate,
 TBS part, names, validity, key, extensions, primitives), some hand-made
 elements and pieces of the other families' test fixtures, each preceded by
-the octet that picks the type from the registry (types/registry.cpp and
+the octet that picks the type from the registry (the primitives in asn/engine.h and
 the families' lists in types/, read here so the indices follow the table).
 fuzz/certificate_list_corpus/, fuzz/pkcs7_corpus/, fuzz/general_names_corpus/:
 fixtures of those families, whole.
@@ -113,8 +113,9 @@ def schema_corpus():
 # The registry: pieces of certificates.
 
 def registry_names():
-    with open(os.path.join(ROOT, "types", "registry.cpp")) as f:
-        primitives = re.findall(r"&(\w+)_desc", f.read())
+    with open(os.path.join(ROOT, "asn", "engine.h")) as f:
+        primitive_list = re.search(r"#define QEL_PRIMITIVE_TYPES\(F\)((?:.*\\\n)*.*)", f.read())
+    primitives = re.findall(r"F\((\w+)\)", primitive_list.group(1))
     # QEL_CATALOGUE joins the families' lists, each defined in its header.
     headers = ""
     for path in sorted(glob.glob(os.path.join(ROOT, "types", "*.h"))):

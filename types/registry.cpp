@@ -9,9 +9,7 @@ namespace qel {
 
 const TypeDesc* const type_registry[] = {
     // Primitives.
-    &INTEGER_desc, &BOOLEAN_desc, &ASN_NULL_desc, &BIT_STRING_desc, &OBJECT_ID_desc,
-    &OCTET_STRING_desc, &GeneralizedTime_desc, &UTCTime_desc, &IA5String_desc,
-    &NumericString_desc, &PrintableString_desc, &T61String_desc, &UNDECODED_ASN_BLOCK_desc,
+    QEL_PRIMITIVE_TYPES(QEL_REGISTRY_ENTRY)
     // The catalogue.
     QEL_CATALOGUE(QEL_REGISTRY_ENTRY)
     nullptr,
