@@ -12,7 +12,9 @@
 #include "crl.h"
 #include "messages.h"
 #include "request.h"
+#include "extension_values.h"
 
 #define QEL_CATALOGUE(F)                                                                  \
   QEL_NAME_TYPES(F) QEL_CERTIFICATE_TYPES(F) QEL_GENERAL_NAME_TYPES(F) QEL_ORADDRESS_TYPES(F) \
-  QEL_CRL_TYPES(F) QEL_MESSAGE_TYPES(F) QEL_REQUEST_TYPES(F)
+  QEL_CRL_TYPES(F) QEL_MESSAGE_TYPES(F) QEL_REQUEST_TYPES(F) \
+  QEL_EXTENSION_VALUE_TYPES(F)
