@@ -1,7 +1,7 @@
 // C++ conveniences over the library's plain API, which they call and never
 // replace: owners that release records and texts by themselves, decoding from
-// a span and encoding into a vector, MD5 of a span, and a text for each
-// negative code of the result word.
+// a span and encoding into a vector, MD5, SHA-1 and SHA-256 of a span, and a
+// text for each negative code of the result word.
 //
 //   auto [cert, err, used] = qel::decode<qel::Certificate>(bytes);
 //   qel::text subject;
@@ -120,19 +120,38 @@ std::vector<uint8_t> encode(const T& value, int32_t tag = default_tag<T>(), int3
   return out;
 }
 
-// MD5 digest of any number of bytes.
-inline std::array<uint8_t, 16> md5(std::span<const uint8_t> data) {
-  MD5Context context;
-  MD5Init(&context);
+// The digest of any number of bytes through a context's Init, Update and
+// Final, fed in pieces that fit Update's 32-bit length.
+template <class Context, size_t N>
+std::array<uint8_t, N> digest_of(std::span<const uint8_t> data, void (*init)(Context*),
+                                 void (*update)(Context*, const uint8_t*, uint32_t),
+                                 void (*final)(Context*)) {
+  Context context;
+  init(&context);
   for (size_t done = 0; done < data.size();) {
     const size_t piece = std::min<size_t>(data.size() - done, 0x40000000u);
-    MD5Update(&context, data.data() + done, static_cast<uint32_t>(piece));
+    update(&context, data.data() + done, static_cast<uint32_t>(piece));
     done += piece;
   }
-  MD5Final(&context);
-  std::array<uint8_t, 16> digest;
+  final(&context);
+  std::array<uint8_t, N> digest;
   std::copy(std::begin(context.digest), std::end(context.digest), digest.begin());
   return digest;
+}
+
+// MD5 digest of any number of bytes.
+inline std::array<uint8_t, 16> md5(std::span<const uint8_t> data) {
+  return digest_of<MD5Context, 16>(data, MD5Init, MD5Update, MD5Final);
+}
+
+// SHA-1 digest of any number of bytes.
+inline std::array<uint8_t, 20> sha1(std::span<const uint8_t> data) {
+  return digest_of<SHA1Context, 20>(data, SHA1Init, SHA1Update, SHA1Final);
+}
+
+// SHA-256 digest of any number of bytes.
+inline std::array<uint8_t, 32> sha256(std::span<const uint8_t> data) {
+  return digest_of<SHA256Context, 32>(data, SHA256Init, SHA256Update, SHA256Final);
 }
 
 // What a negative code of the result word means.
