@@ -151,6 +151,7 @@ void sha256_portable(uint32_t* state, const uint8_t* p, size_t blocks) {
 
 #ifdef QEL_SHA_X86
 #define QEL_SHA_TARGET __attribute__((target("sha,sse4.1,ssse3")))
+#define QEL_SHA_INLINE __attribute__((target("sha,sse4.1,ssse3"), always_inline)) inline
 namespace {
 
 // Four of the eighty SHA-1 rounds, on message group i (words 4i..4i+3) in
@@ -158,7 +159,7 @@ namespace {
 // completed, and groups i + 2 and i + 3 advanced. e[i % 2] holds E for these
 // rounds, e[(i + 1) % 2] receives the next E.
 template <int i>
-QEL_SHA_TARGET [[gnu::always_inline]] inline void sha1_group(__m128i& abcd, __m128i (&e)[2],
+QEL_SHA_INLINE void sha1_group(__m128i& abcd, __m128i (&e)[2],
                                                              __m128i (&m)[4], const uint8_t* p,
                                                              __m128i mask) {
   if constexpr (i < 4)
@@ -175,7 +176,7 @@ QEL_SHA_TARGET [[gnu::always_inline]] inline void sha1_group(__m128i& abcd, __m1
 }
 
 template <int... i>
-QEL_SHA_TARGET [[gnu::always_inline]] inline void sha1_rounds(std::integer_sequence<int, i...>,
+QEL_SHA_INLINE void sha1_rounds(std::integer_sequence<int, i...>,
                                                               __m128i& abcd, __m128i (&e)[2],
                                                               const uint8_t* p, __m128i mask) {
   __m128i m[4];
@@ -185,7 +186,7 @@ QEL_SHA_TARGET [[gnu::always_inline]] inline void sha1_rounds(std::integer_seque
 // Four of the sixty-four SHA-256 rounds, on message group i in m[i % 4], with
 // the schedule work it makes possible. The state is kept as ABEF and CDGH.
 template <int i>
-QEL_SHA_TARGET [[gnu::always_inline]] inline void sha256_group(__m128i& abef, __m128i& cdgh,
+QEL_SHA_INLINE void sha256_group(__m128i& abef, __m128i& cdgh,
                                                                __m128i (&m)[4], const uint8_t* p,
                                                                __m128i mask) {
   if constexpr (i < 4)
@@ -203,7 +204,7 @@ QEL_SHA_TARGET [[gnu::always_inline]] inline void sha256_group(__m128i& abef, __
 }
 
 template <int... i>
-QEL_SHA_TARGET [[gnu::always_inline]] inline void sha256_rounds(std::integer_sequence<int, i...>,
+QEL_SHA_INLINE void sha256_rounds(std::integer_sequence<int, i...>,
                                                                 __m128i& abef, __m128i& cdgh,
                                                                 const uint8_t* p, __m128i mask) {
   __m128i m[4];
@@ -244,6 +245,7 @@ QEL_SHA_TARGET void sha256_x86(uint32_t* state, const uint8_t* p, size_t blocks)
   _mm_storeu_si128(reinterpret_cast<__m128i*>(state + 4), _mm_alignr_epi8(dchg, feba, 8));
 }
 #undef QEL_SHA_TARGET
+#undef QEL_SHA_INLINE
 #endif
 
 Blocks sha1_blocks() {
