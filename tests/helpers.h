@@ -23,6 +23,12 @@ namespace qel::tst {
 
 using Bytes = std::vector<uint8_t>;
 
+// Under CI (QEL_CI set) missing test data is a failure, elsewhere a skip.
+inline void skip_unless_ci(const std::string& why) {
+  if (std::getenv("QEL_CI") != nullptr) FAIL() << why;
+  GTEST_SKIP() << why;
+}
+
 // Octets from text such as "30 0c 06"; spaces are skipped.
 inline Bytes B(const std::string& text) {
   Bytes out;

@@ -21,12 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Under CI (QEL_CI set) missing test data is a failure, elsewhere a skip.
-void skip_unless_ci(const std::string& why) {
-  if (std::getenv("QEL_CI") != nullptr) FAIL() << why;
-  GTEST_SKIP() << why;
-}
-
 TEST(CertificateRoundTrip, EveryFixture) {
   const auto files = der_files(fs::path(QEL_TEST_DATA) / "certs");
   ASSERT_GE(files.size(), 40u);
