@@ -129,21 +129,26 @@ void sha256_portable(uint32_t* state, const uint8_t* p, size_t blocks) {
     uint32_t w[16];
     uint32_t s[8];
     std::memcpy(s, state, sizeof s);
-    for (int t = 0; t < 64; ++t) {
-      const uint32_t word = schedule(w, p, t, [](uint32_t(&w)[16], int t) {
-        const uint32_t w15 = w[(t - 15) & 15], w2 = w[(t - 2) & 15];
-        const uint32_t s0 = std::rotr(w15, 7) ^ std::rotr(w15, 18) ^ (w15 >> 3);
-        const uint32_t s1 = std::rotr(w2, 17) ^ std::rotr(w2, 19) ^ (w2 >> 10);
-        return w[t & 15] + s0 + w[(t - 7) & 15] + s1;
-      });
-      const uint32_t a = s[0], e = s[4];
-      const uint32_t t1 = s[7] + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) +
-                          (s[6] ^ (e & (s[5] ^ s[6]))) + kRound256[t] + word;
-      const uint32_t t2 = (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) +
-                          ((a & s[1]) | (s[2] & (a | s[1])));
-      std::memmove(s + 1, s, 7 * sizeof s[0]);
-      s[4] += t1;
-      s[0] = t1 + t2;
+    // Instead of moving the eight working values along after every round,
+    // round j names them from s[-j mod 8]: unrolled by eight, they stay in
+    // registers.
+    for (int t = 0; t < 64; t += 8) {
+#pragma GCC unroll 8
+      for (int j = 0; j < 8; ++j) {
+        const auto v = [&s, j](int k) -> uint32_t& { return s[(k - j) & 7]; };
+        const uint32_t word = schedule(w, p, t + j, [](uint32_t(&w)[16], int t) {
+          const uint32_t w15 = w[(t - 15) & 15], w2 = w[(t - 2) & 15];
+          const uint32_t s0 = std::rotr(w15, 7) ^ std::rotr(w15, 18) ^ (w15 >> 3);
+          const uint32_t s1 = std::rotr(w2, 17) ^ std::rotr(w2, 19) ^ (w2 >> 10);
+          return w[t & 15] + s0 + w[(t - 7) & 15] + s1;
+        });
+        const uint32_t a = v(0), e = v(4);
+        const uint32_t t1 = v(7) + (std::rotr(e, 6) ^ std::rotr(e, 11) ^ std::rotr(e, 25)) +
+                            (v(6) ^ (e & (v(5) ^ v(6)))) + kRound256[t + j] + word;
+        v(3) += t1;
+        v(7) = t1 + (std::rotr(a, 2) ^ std::rotr(a, 13) ^ std::rotr(a, 22)) +
+               ((a & v(1)) | (v(2) & (a | v(1))));
+      }
     }
     for (int i = 0; i < 8; ++i) state[i] += s[i];
   }
