@@ -17,7 +17,8 @@ struct PemBlock {
   std::vector<uint8_t> der;  // the decoded octets; empty when broken
   size_t line = 0;           // 1-based line of the BEGIN line
   // Empty for a good block; otherwise what is wrong ("no END line",
-  // "END label differs", "bad base64"), and `der` is empty.
+  // "END label differs", "bad base64", "base64 ends inside a group"), and
+  // `der` is empty.
   std::string error;
   bool ok() const { return error.empty(); }
 };
