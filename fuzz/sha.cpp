@@ -11,15 +11,16 @@
 
 namespace {
 
-// Feeds `message` in pieces of sizes[0], sizes[1], ... (cycling) and compares
-// the digest with `expected`.
+// Feeds `message` in pieces of sizes[0] + 1, sizes[1] + 1, ... (cycling),
+// each after an empty one, and compares the digest with `expected`.
 template <class Context>
 void check(void (*init)(Context*), qel::sha::Blocks blocks, const uint8_t* sizes, size_t count,
            const uint8_t* message, size_t size, const uint8_t* expected) {
   Context context;
   init(&context);
   for (size_t at = 0, i = 0; at < size; ++i) {
-    const size_t piece = std::min<size_t>(size - at, count != 0 ? sizes[i % count] : size);
+    qel::sha::update(&context, message + at, 0, blocks);  // must change nothing
+    const size_t piece = std::min<size_t>(size - at, count != 0 ? sizes[i % count] + 1u : size);
     qel::sha::update(&context, message + at, piece, blocks);
     at += piece;
   }
