@@ -32,4 +32,3 @@
 #include "toolkit/compare.h"
 #include "toolkit/extensions.h"
 
-#include "view/view.h"

@@ -21,8 +21,7 @@ QEL_SEQUENCE(PolicyInformation,
 QEL_SEQUENCE_OF(CertificatePolicies, PolicyInformation)
 QEL_CHOICE(ECParameters,
            QEL_ALT(namedCurve, OBJECT_ID),
-           QEL_ALT(implicitCurve, ASN_NULL),
-           QEL_ALT(specifiedCurve, UNDECODED_ASN_BLOCK, 0x30))
+           QEL_ALT(implicitCurve, ASN_NULL))
 QEL_CHOICE(CRLReason,
            QEL_ALT(reason, INTEGER, 0x0A))
 

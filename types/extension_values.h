@@ -56,7 +56,8 @@ QEL_LIST_RECORD(CertificatePolicies, PolicyInformation, 32);
 
 // ECParameters ::= CHOICE { namedCurve OBJECT IDENTIFIER, implicitCurve NULL,
 //                           specifiedCurve SpecifiedECDomain }
-// A specified curve stays one raw element.
+// Only the two alternatives RFC 5480 allows in certificates are read; a
+// specified curve does not decode.
 QEL_CHOICE_RECORD(ECParameters);
 
 // CRLReason ::= ENUMERATED { unspecified (0), keyCompromise (1), ... }

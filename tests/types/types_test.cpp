@@ -343,3 +343,22 @@ TEST(Fixtures, MessagesAndRSAKey) {
 
 }  // namespace
 }  // namespace qel::tst
+
+namespace qel::tst {
+namespace {
+
+// Extension values and key parameters as another encoder writes them, the
+// lists at their full capacity: each decodes and encodes back to its bytes.
+TEST(Families, ExtensionValues) {
+  const auto rows = table("extension_values.txt");
+  EXPECT_GE(rows.size(), 14u);
+  for (const auto& f : rows) {
+    const auto type = std::find_if(type_registry, type_registry + type_registry_size(),
+                                   [&](const TypeDesc* d) { return f[0] == d->name; });
+    ASSERT_NE(type, type_registry + type_registry_size()) << f[0];
+    EXPECT_EQ(round_trip(*type, B(f[1])), "") << f[0] << " " << f[1];
+  }
+}
+
+}  // namespace
+}  // namespace qel::tst
