@@ -67,9 +67,11 @@ TEST(SHA, PublishedExamplesOnEveryPathAndSplit) {
 // Blocks read from a text, each as "LABEL@line:der-hex" or "LABEL@line!error".
 std::string blocks(const std::string& text) {
   std::string out;
-  for (const auto& b : read_pem(text))
-    out += (out.empty() ? "" : " ") + b.label + "@" + std::to_string(b.line) +
-           (b.ok() ? ":" + hex(b.der) : "!" + b.error);
+  for (const auto& b : read_pem(text)) {
+    if (!out.empty()) out += ' ';
+    out.append(b.label).append("@").append(std::to_string(b.line));
+    out.append(b.ok() ? ":" : "!").append(b.ok() ? hex(b.der) : b.error);
+  }
   return out;
 }
 
