@@ -1,0 +1,529 @@
+#include "cli/render.h"
+
+#include <array>
+
+#include "cli/json_writer.h"
+#include "cxx.h"
+#include "toolkit/pem.h"
+#include "view/view.h"
+
+namespace qel::cli {
+namespace {
+
+// Revocation lists above this size are walked once before they are written,
+// so that a bad entry turns into an error line before any text leaves.
+constexpr size_t kCheckFirstSize = size_t{64} << 10;
+
+// The failure that stops the object being rendered; its line becomes an
+// error line. One object is rendered at a time per thread.
+thread_local std::optional<Failure> t_failure;
+
+bool stop(Failure failure) {
+  t_failure = std::move(failure);
+  return false;
+}
+
+Failure failure_of(const view_error& error, std::string_view what = {}) {
+  std::string text(what);
+  if (!text.empty()) text += ": ";
+  text += codec_error_text(error.code);
+  return Failure{std::move(text), error.code, error.offset};
+}
+
+void key(std::string& out, std::string_view name) {
+  out.push_back(',');
+  out.push_back('"');
+  out.append(name);
+  out.append("\":");
+}
+
+void null(std::string& out) { out.append("null"); }
+
+void boolean(std::string& out, bool value) { out.append(value ? "true" : "false"); }
+
+void oid(std::string& out, const Oid& id) { append_json_string(out, id.text()); }
+
+void time(std::string& out, std::chrono::sys_seconds when) {
+  out.push_back('"');
+  out.append(time_text(when));
+  out.push_back('"');
+}
+
+template <class T>
+bool need(const found<T>& answer, const char* what) {
+  if (answer.malformed()) return stop(failure_of(answer.error, what));
+  if (!answer.present()) return stop(Failure{std::string(what) + ": missing", std::nullopt, std::nullopt});
+  return true;
+}
+
+// A time that must be there.
+bool time_field(std::string& out, const char* name, const found<std::chrono::sys_seconds>& answer,
+                const char* what) {
+  if (!need(answer, what)) return false;
+  key(out, name);
+  time(out, answer.value);
+  return true;
+}
+
+void oid_list(std::string& out, const std::vector<Oid>& ids) {
+  out.push_back('[');
+  for (size_t i = 0; i < ids.size(); ++i) {
+    if (i) out.push_back(',');
+    oid(out, ids[i]);
+  }
+  out.push_back(']');
+}
+
+void string_list(std::string& out, const std::vector<std::string>& texts) {
+  out.push_back('[');
+  for (size_t i = 0; i < texts.size(); ++i) {
+    if (i) out.push_back(',');
+    append_json_string(out, texts[i]);
+  }
+  out.push_back(']');
+}
+
+bool name(std::string& out, const char* field, const NameView& view) {
+  const std::vector<RelativeName> empty;
+  const found<std::vector<RelativeName>> rdns = view.rdns();
+  if (rdns.malformed()) return stop(failure_of(rdns.error, field));
+  key(out, field);
+  out.append("{\"rfc4514\":");
+  append_json_string(out, view.rfc4514());
+  out.append(",\"rdns\":[");
+  bool first_rdn = true;
+  for (const RelativeName& rdn : rdns.present() ? rdns.value : empty) {
+    if (!first_rdn) out.push_back(',');
+    first_rdn = false;
+    out.push_back('[');
+    for (size_t i = 0; i < rdn.size(); ++i) {
+      if (i) out.push_back(',');
+      out.append("{\"oid\":");
+      oid(out, rdn[i].type);
+      out.append(",\"value\":");
+      append_json_string(out, rdn[i].text());
+      out.push_back('}');
+    }
+    out.push_back(']');
+  }
+  out.append("]}");
+  return true;
+}
+
+const char* kind_name(GeneralNameKind kind) {
+  switch (kind) {
+    case GeneralNameKind::other: return "other";
+    case GeneralNameKind::email: return "email";
+    case GeneralNameKind::dns: return "dns";
+    case GeneralNameKind::x400: return "x400";
+    case GeneralNameKind::directory: return "directory";
+    case GeneralNameKind::edi: return "edi";
+    case GeneralNameKind::uri: return "uri";
+    case GeneralNameKind::ip: return "ip";
+    case GeneralNameKind::registered_id: return "registered_id";
+  }
+  return "other";
+}
+
+void general_names(std::string& out, const found<std::vector<GeneralNameValue>>& names) {
+  if (!names.present()) return null(out);
+  out.push_back('[');
+  bool first = true;
+  for (const GeneralNameValue& entry : names.value) {
+    if (!first) out.push_back(',');
+    first = false;
+    out.append("{\"type\":\"");
+    out.append(kind_name(entry.kind));
+    out.append("\",\"value\":");
+    if (entry.kind == GeneralNameKind::other) {
+      out.append("{\"oid\":");
+      oid(out, entry.other_type);
+      out.append(",\"value\":");
+      append_hex_string(out, entry.value);
+      out.push_back('}');
+    } else {
+      append_json_string(out, entry.text);
+    }
+    out.push_back('}');
+  }
+  out.push_back(']');
+}
+
+bool public_key(std::string& out, const found<PublicKeyInfo>& answer) {
+  if (!need(answer, "public key")) return false;
+  const PublicKeyInfo& info = answer.value;
+  key(out, "public_key");
+  out.append("{\"algorithm\":");
+  oid(out, info.algorithm);
+  out.append(",\"bits\":");
+  if (info.bits != 0) append_uint(out, info.bits);
+  else null(out);
+  out.append(",\"exponent\":");
+  if (info.exponent) append_uint(out, *info.exponent);
+  else null(out);
+  out.append(",\"curve\":");
+  if (!info.curve.empty()) oid(out, info.curve);
+  else null(out);
+  out.push_back('}');
+  return true;
+}
+
+constexpr std::array<const char*, 9> kKeyUsageNames = {
+    "digitalSignature", "nonRepudiation", "keyEncipherment", "dataEncipherment", "keyAgreement",
+    "keyCertSign",      "cRLSign",        "encipherOnly",    "decipherOnly"};
+
+void bytes_or_null(std::string& out, const found<bytes_view>& answer) {
+  if (answer.present()) append_hex_string(out, answer.value);
+  else null(out);
+}
+
+// "extensions" through "policies", for certificates and requests.
+bool extension_list(std::string& out, const ExtensionsView& view) {
+  const found<std::vector<ExtensionRef>> all = view.all();
+  if (all.malformed()) return stop(failure_of(all.error, "extensions"));
+  key(out, "extensions");
+  out.push_back('[');
+  if (all.present()) {
+    bool first = true;
+    for (const ExtensionRef& ext : all.value) {
+      if (!first) out.push_back(',');
+      first = false;
+      out.append("{\"oid\":");
+      oid(out, ext.oid);
+      out.append(",\"critical\":");
+      boolean(out, ext.critical);
+      out.append(",\"decoded\":");
+      boolean(out, ExtensionsView::decodes(ext));
+      out.push_back('}');
+    }
+  }
+  out.push_back(']');
+  return true;
+}
+
+bool extension_fields(std::string& out, const ExtensionsView& view) {
+  if (!extension_list(out, view)) return false;
+
+  key(out, "subject_alt_names");
+  general_names(out, view.subject_alt_names());
+  key(out, "issuer_alt_names");
+  general_names(out, view.issuer_alt_names());
+
+  key(out, "basic_constraints");
+  if (const auto bc = view.basic_constraints()) {
+    out.append("{\"ca\":");
+    boolean(out, bc->ca);
+    out.append(",\"path_length\":");
+    if (bc->path_length) append_uint(out, *bc->path_length);
+    else null(out);
+    out.push_back('}');
+  } else {
+    null(out);
+  }
+
+  key(out, "key_usage");
+  if (const auto ku = view.key_usage()) {
+    out.push_back('[');
+    bool first = true;
+    for (size_t bit = 0; bit < kKeyUsageNames.size(); ++bit) {
+      if (!(*ku & (1u << bit))) continue;
+      if (!first) out.push_back(',');
+      first = false;
+      out.push_back('"');
+      out.append(kKeyUsageNames[bit]);
+      out.push_back('"');
+    }
+    out.push_back(']');
+  } else {
+    null(out);
+  }
+
+  key(out, "extended_key_usage");
+  if (const auto eku = view.extended_key_usage()) oid_list(out, *eku);
+  else null(out);
+  key(out, "subject_key_id");
+  bytes_or_null(out, view.subject_key_id());
+  key(out, "authority_key_id");
+  bytes_or_null(out, view.authority_key_id());
+
+  key(out, "crl_distribution_points");
+  if (const auto points = view.crl_distribution_points()) {
+    out.push_back('[');
+    bool first = true;
+    for (const DistributionPointValue& point : *points) {
+      for (const std::string& uri : point.uris) {
+        if (!first) out.push_back(',');
+        first = false;
+        append_json_string(out, uri);
+      }
+    }
+    out.push_back(']');
+  } else {
+    null(out);
+  }
+
+  const found<AccessValue> access = view.authority_info_access();
+  key(out, "ocsp");
+  if (access) string_list(out, access->ocsp);
+  else null(out);
+  key(out, "ca_issuers");
+  if (access) string_list(out, access->ca_issuers);
+  else null(out);
+
+  key(out, "policies");
+  if (const auto policies = view.policies()) oid_list(out, *policies);
+  else null(out);
+  return true;
+}
+
+void fingerprints(std::string& out, bytes_view der, const std::vector<Digest>& digests) {
+  key(out, "fingerprints");
+  out.push_back('{');
+  bool first = true;
+  for (Digest digest : digests) {
+    if (!first) out.push_back(',');
+    first = false;
+    switch (digest) {
+      case Digest::md5:
+        out.append("\"md5\":");
+        append_hex_string(out, md5(der));
+        break;
+      case Digest::sha1:
+        out.append("\"sha1\":");
+        append_hex_string(out, sha1(der));
+        break;
+      case Digest::sha256:
+        out.append("\"sha256\":");
+        append_hex_string(out, sha256(der));
+        break;
+    }
+  }
+  out.push_back('}');
+}
+
+// The view must be good and take the whole input.
+template <class View>
+bool check_whole(const View& view, bytes_view der) {
+  if (!view.ok()) return stop(failure_of(view.error()));
+  if (view.size() < der.size()) return stop(Failure{"octets after the element", ASN_LEFTOVER, view.size()});
+  return true;
+}
+
+void head(std::string& out, std::string_view file, const Object& object, const char* type) {
+  out.append("{\"file\":");
+  append_json_string(out, file);
+  out.append(",\"index\":");
+  append_uint(out, object.index.value_or(0));
+  out.append(object.pem ? ",\"format\":\"pem\"" : ",\"format\":\"der\"");
+  out.append(",\"type\":\"");
+  out.append(type);
+  out.push_back('"');
+}
+
+bool certificate(std::string& out, std::string_view file, const Object& object, const RenderOptions& options) {
+  const bytes_view der = object.bytes();
+  const CertificateView cert(der);
+  if (!check_whole(cert, der)) return false;
+  head(out, file, object, "certificate");
+  key(out, "version");
+  append_int(out, cert.version());
+  key(out, "serial");
+  append_hex_string(out, cert.serial());
+  key(out, "signature_algorithm");
+  oid(out, cert.signature_algorithm());
+  if (!name(out, "issuer", cert.issuer()) || !name(out, "subject", cert.subject()) ||
+      !time_field(out, "not_before", cert.not_before(), "notBefore") ||
+      !time_field(out, "not_after", cert.not_after(), "notAfter") || !public_key(out, cert.public_key()) ||
+      !extension_fields(out, cert.extensions()))
+    return false;
+  fingerprints(out, der, options.digests);
+  out.append("}\n");
+  return true;
+}
+
+bool request(std::string& out, std::string_view file, const Object& object, const RenderOptions& options) {
+  const bytes_view der = object.bytes();
+  const RequestView req(der);
+  if (!check_whole(req, der)) return false;
+  head(out, file, object, "request");
+  key(out, "version");
+  append_int(out, req.version());
+  if (!name(out, "subject", req.subject()) || !public_key(out, req.public_key())) return false;
+  key(out, "signature_algorithm");
+  oid(out, req.signature_algorithm());
+  const found<std::vector<Oid>> attributes = req.attributes();
+  if (attributes.malformed()) return stop(failure_of(attributes.error, "attributes"));
+  key(out, "attributes");
+  oid_list(out, attributes.present() ? attributes.value : std::vector<Oid>{});
+  if (!extension_fields(out, req.extensions())) return false;
+  fingerprints(out, der, options.digests);
+  out.append("}\n");
+  return true;
+}
+
+bool bad_entry(const RevokedEntry& entry) {
+  return stop(Failure{"revoked entry: unreadable revocation date", std::nullopt, entry.offset});
+}
+
+// Whether every revoked entry can be written.
+bool check_revoked(const RevokedRange& range) {
+  for (const RevokedEntry& entry : range)
+    if (!entry.date) return bad_entry(entry);
+  if (range.error().code != 0) return stop(failure_of(range.error(), "revoked entry"));
+  return true;
+}
+
+bool crl(Sink& sink, std::string_view file, const Object& object, const RenderOptions& options) {
+  std::string& out = sink.text;
+  const bytes_view der = object.bytes();
+  const CrlView list(der);
+  if (!check_whole(list, der)) return false;
+  // A long list is checked whole first: once its text starts to leave, the
+  // line can no longer become an error line.
+  const bool streams = der.size() > kCheckFirstSize;
+  if (streams && !check_revoked(list.revoked())) return false;
+
+  head(out, file, object, "crl");
+  key(out, "version");
+  append_int(out, list.version());
+  if (!name(out, "issuer", list.issuer())) return false;
+  key(out, "signature_algorithm");
+  oid(out, list.signature_algorithm());
+  if (!time_field(out, "this_update", list.this_update(), "thisUpdate")) return false;
+  const found<std::chrono::sys_seconds> next = list.next_update();
+  if (next.malformed()) return stop(failure_of(next.error, "nextUpdate"));
+  key(out, "next_update");
+  if (next.present()) time(out, next.value);
+  else null(out);
+  key(out, "crl_number");
+  bytes_or_null(out, list.crl_number());
+  if (!extension_list(out, list.extensions())) return false;
+
+  key(out, "revoked");
+  out.push_back('[');
+  const RevokedRange range = list.revoked();
+  bool first = true;
+  for (const RevokedEntry& entry : range) {
+    if (!entry.date) return bad_entry(entry);
+    if (!first) out.push_back(',');
+    first = false;
+    out.append("{\"serial\":");
+    append_hex_string(out, entry.serial);
+    out.append(",\"date\":");
+    time(out, *entry.date);
+    out.append(",\"reason\":");
+    const char* reason = entry.reason ? reason_name(*entry.reason) : nullptr;
+    if (reason != nullptr) {
+      out.push_back('"');
+      out.append(reason);
+      out.push_back('"');
+    } else {
+      null(out);
+    }
+    out.push_back('}');
+    if (streams && out.size() >= kSpillSize) sink.spill();
+  }
+  if (range.error().code != 0) return stop(failure_of(range.error(), "revoked entry"));
+  out.push_back(']');
+  fingerprints(out, der, options.digests);
+  out.append("}\n");
+  return true;
+}
+
+ObjectType type_of_label(std::string_view label) {
+  if (label == "CERTIFICATE" || label == "TRUSTED CERTIFICATE") return ObjectType::certificate;
+  if (label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST") return ObjectType::request;
+  if (label == "X509 CRL") return ObjectType::crl;
+  return ObjectType::automatic;
+}
+
+}  // namespace
+
+std::vector<Object> split_input(std::span<const uint8_t> data) {
+  std::vector<Object> objects;
+  if (data.empty()) {
+    Object& empty = objects.emplace_back();
+    empty.failure = Failure{"empty file", std::nullopt, std::nullopt};
+    return objects;
+  }
+  const std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+  if (!looks_like_pem(text)) {
+    Object& whole = objects.emplace_back();
+    whole.index = 0;
+    whole.der = data;
+    return objects;
+  }
+  PemReader reader(text);
+  PemBlock block;
+  while (reader.next(block)) {
+    Object& object = objects.emplace_back();
+    object.index = objects.size() - 1;
+    object.pem = true;
+    const std::string line = std::to_string(block.line);
+    if (!block.ok()) {
+      object.failure = Failure{"PEM block at line " + line + ": " + block.error, std::nullopt, std::nullopt};
+      continue;
+    }
+    object.type = type_of_label(block.label);
+    if (object.type == ObjectType::automatic) {
+      object.failure = Failure{"PEM block at line " + line + ": unexpected label \"" + block.label + "\"",
+                               std::nullopt, std::nullopt};
+      continue;
+    }
+    object.owned = std::move(block.der);
+    block.der.clear();
+  }
+  return objects;
+}
+
+bool render_object(std::string_view file, const Object& object, const RenderOptions& options, Sink& sink) {
+  std::string& out = sink.text;
+  if (object.failure) {
+    render_error(out, file, object.index, *object.failure);
+    return false;
+  }
+  const size_t start = out.size();
+  ObjectType type = options.type != ObjectType::automatic ? options.type : object.type;
+  if (type == ObjectType::automatic) {
+    switch (detect_kind(object.bytes())) {
+      case DerKind::certificate: type = ObjectType::certificate; break;
+      case DerKind::request: type = ObjectType::request; break;
+      case DerKind::crl: type = ObjectType::crl; break;
+      case DerKind::unknown: break;
+    }
+  }
+  bool rendered = false;
+  switch (type) {
+    case ObjectType::certificate: rendered = certificate(out, file, object, options); break;
+    case ObjectType::request: rendered = request(out, file, object, options); break;
+    case ObjectType::crl: rendered = crl(sink, file, object, options); break;
+    case ObjectType::automatic:
+      stop(Failure{"not a certificate, request or revocation list", std::nullopt, std::nullopt});
+      break;
+  }
+  if (rendered) return true;
+  // Nothing of the object has left yet: a failing list never spills.
+  out.resize(start);
+  render_error(out, file, object.index, t_failure.value_or(Failure{"failed", std::nullopt, std::nullopt}));
+  t_failure.reset();
+  return false;
+}
+
+void render_error(std::string& out, std::string_view file, std::optional<size_t> index, const Failure& failure) {
+  out.append("{\"file\":");
+  append_json_string(out, file);
+  out.append(",\"index\":");
+  if (index) append_uint(out, *index);
+  else null(out);
+  out.append(",\"error\":");
+  append_json_string(out, failure.text);
+  out.append(",\"code\":");
+  if (failure.code) append_int(out, *failure.code);
+  else null(out);
+  out.append(",\"offset\":");
+  if (failure.offset) append_uint(out, *failure.offset);
+  else null(out);
+  out.append("}\n");
+}
+
+}  // namespace qel::cli
