@@ -32,3 +32,5 @@
 #include "toolkit/compare.h"
 #include "toolkit/extensions.h"
 
+#include "view/view.h"
+

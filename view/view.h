@@ -14,6 +14,7 @@
 //   std::string subject = cert.subject().rfc4514();
 //   for (const qel::GeneralNameValue& name : cert.extensions().subject_alt_names().value)
 //     puts(name.text.c_str());
+//   auto fingerprint = qel::sha256(cert.der());  // digests: cxx.h
 #pragma once
 
 #include <chrono>
@@ -70,6 +71,8 @@ struct Oid {
 std::optional<std::chrono::sys_seconds> decode_time(uint8_t tag, bytes_view content);
 // "YYYY-MM-DDTHH:MM:SSZ" of a time point (years 0 to 9999).
 std::string time_text(std::chrono::sys_seconds when);
+// Lowercase hex of octets, two digits each.
+std::string hex_text(bytes_view octets);
 
 // ---------------------------------------------------------------------------
 // Names.
@@ -133,8 +136,9 @@ struct PublicKeyInfo {
 struct ExtensionRef {
   Oid oid;
   bool critical = false;
-  bytes_view value;   // extnValue's content: the DER of the extension's value
-  size_t offset = 0;  // of the Extension element in the viewed DER
+  bytes_view value;         // extnValue's content: the DER of the extension's value
+  size_t offset = 0;        // of the Extension element in the viewed DER
+  size_t value_offset = 0;  // of `value` in the viewed DER
 };
 
 enum class GeneralNameKind : uint8_t {
