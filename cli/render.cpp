@@ -1,5 +1,6 @@
 #include "cli/render.h"
 
+#include <algorithm>
 #include <array>
 
 #include "cli/json_writer.h"
@@ -41,11 +42,75 @@ void null(std::string& out) { out.append("null"); }
 
 void boolean(std::string& out, bool value) { out.append(value ? "true" : "false"); }
 
-void oid(std::string& out, const Oid& id) { append_json_string(out, id.text()); }
-
-void time(std::string& out, std::chrono::sys_seconds when) {
+// The dotted text of an OID as a JSON string; "" for bad content, as
+// Oid::text gives it.
+void oid(std::string& out, const Oid& id) {
   out.push_back('"');
-  out.append(time_text(when));
+  const size_t start = out.size();
+  uint64_t arc = 0;
+  bool first = true;
+  for (uint8_t octet : id.content) {
+    if (arc > (UINT64_MAX >> 7)) {
+      out.resize(start);
+      break;
+    }
+    arc = arc << 7 | (octet & 0x7F);
+    if (octet & 0x80) continue;
+    if (first) {
+      const uint64_t top = arc < 40 ? 0 : arc < 80 ? 1 : 2;
+      out.push_back(static_cast<char>('0' + top));
+      out.push_back('.');
+      append_uint(out, arc - top * 40);
+      first = false;
+    } else {
+      out.push_back('.');
+      append_uint(out, arc);
+    }
+    arc = 0;
+  }
+  if (!id.content.empty() && (id.content.back() & 0x80)) out.resize(start);
+  out.push_back('"');
+}
+
+void two_digits(std::string& out, unsigned value) {
+  out.push_back(static_cast<char>('0' + value / 10));
+  out.push_back(static_cast<char>('0' + value % 10));
+}
+
+// "YYYY-MM-DDTHH:MM:SSZ" as a JSON string.
+void time(std::string& out, std::chrono::sys_seconds when) {
+  const int64_t seconds = when.time_since_epoch().count();
+  int64_t days = seconds / 86400;
+  int64_t rest = seconds % 86400;
+  if (rest < 0) rest += 86400, --days;
+  // Civil date of a day count (H. Hinnant's algorithm).
+  days += 719468;
+  const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const unsigned doe = static_cast<unsigned>(days - era * 146097);
+  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const unsigned mp = (5 * doy + 2) / 153;
+  const unsigned day = doy - (153 * mp + 2) / 5 + 1;
+  const unsigned month = mp < 10 ? mp + 3 : mp - 9;
+  const int64_t year = static_cast<int64_t>(yoe) + era * 400 + (month <= 2);
+  out.push_back('"');
+  if (year < 0 || year > 9999) {
+    out.append(time_text(when));
+  } else {
+    two_digits(out, static_cast<unsigned>(year / 100));
+    two_digits(out, static_cast<unsigned>(year % 100));
+    out.push_back('-');
+    two_digits(out, month);
+    out.push_back('-');
+    two_digits(out, day);
+    out.push_back('T');
+    two_digits(out, static_cast<unsigned>(rest / 3600));
+    out.push_back(':');
+    two_digits(out, static_cast<unsigned>(rest / 60 % 60));
+    out.push_back(':');
+    two_digits(out, static_cast<unsigned>(rest % 60));
+    out.append("Z");
+  }
   out.push_back('"');
 }
 
@@ -83,25 +148,100 @@ void string_list(std::string& out, const std::vector<std::string>& texts) {
   out.push_back(']');
 }
 
+// Short names of the RFC 4514 text; other types are written dotted.
+const char* short_name(const Oid& type) {
+  const bytes_view c = type.content;
+  if (c.size() == 3 && c[0] == 0x55 && c[1] == 0x04) {
+    switch (c[2]) {
+      case 3: return "CN";
+      case 6: return "C";
+      case 7: return "L";
+      case 8: return "ST";
+      case 9: return "STREET";
+      case 10: return "O";
+      case 11: return "OU";
+      default: return nullptr;
+    }
+  }
+  static constexpr uint8_t kPilot[] = {0x09, 0x92, 0x26, 0x89, 0x93, 0xF2, 0x2C, 0x64, 0x01};
+  if (c.size() == sizeof kPilot + 1 && std::equal(kPilot, kPilot + sizeof kPilot, c.begin())) {
+    if (c[sizeof kPilot] == 25) return "DC";
+    if (c[sizeof kPilot] == 1) return "UID";
+  }
+  return nullptr;
+}
+
+// The string types whose values are text; others are written "#" and hex.
+bool string_tag(uint8_t tag) {
+  switch (tag) {
+    case 0x0C: case 0x12: case 0x13: case 0x14: case 0x16: case 0x1A: case 0x1C: case 0x1E: return true;
+    default: return false;
+  }
+}
+
+// An attribute value escaped as RFC 4514 section 2.4 says.
+void append_escaped(std::string& out, std::string_view value) {
+  for (size_t i = 0; i < value.size(); ++i) {
+    const char c = value[i];
+    if (c == '\0') {
+      out.append("\\00");
+      continue;
+    }
+    if (c == '"' || c == '+' || c == ',' || c == ';' || c == '<' || c == '>' || c == '\\' ||
+        (i == 0 && (c == '#' || c == ' ')) || (i + 1 == value.size() && c == ' '))
+      out.push_back('\\');
+    out.push_back(c);
+  }
+}
+
+// NAME: the RFC 4514 text and the RDNs, from one walk of the name.
 bool name(std::string& out, const char* field, const NameView& view) {
-  const std::vector<RelativeName> empty;
   const found<std::vector<RelativeName>> rdns = view.rdns();
   if (rdns.malformed()) return stop(failure_of(rdns.error, field));
+  thread_local std::vector<std::string> texts;
+  thread_local std::string rfc4514, dotted;
+  size_t count = 0;
+  for (const RelativeName& rdn : rdns.value) count += rdn.size();
+  if (texts.size() < count) texts.resize(count);
+  size_t at = 0;
+  for (const RelativeName& rdn : rdns.value)
+    for (const NameAttribute& attribute : rdn) texts[at++] = attribute.text();
+
+  // Last RDN first; `at` counts back through the texts.
+  rfc4514.clear();
+  for (size_t i = rdns.value.size(); i-- > 0;) {
+    const RelativeName& rdn = rdns.value[i];
+    at -= rdn.size();
+    if (i + 1 != rdns.value.size()) rfc4514.push_back(',');
+    for (size_t j = 0; j < rdn.size(); ++j) {
+      if (j) rfc4514.push_back('+');
+      if (const char* short_text = short_name(rdn[j].type)) {
+        rfc4514.append(short_text);
+      } else {
+        dotted.clear();
+        oid(dotted, rdn[j].type);
+        rfc4514.append(dotted, 1, dotted.size() - 2);
+      }
+      rfc4514.push_back('=');
+      if (string_tag(rdn[j].tag)) append_escaped(rfc4514, texts[at + j]);
+      else rfc4514.append(texts[at + j]);
+    }
+  }
+
   key(out, field);
   out.append("{\"rfc4514\":");
-  append_json_string(out, view.rfc4514());
+  append_json_string(out, rfc4514);
   out.append(",\"rdns\":[");
-  bool first_rdn = true;
-  for (const RelativeName& rdn : rdns.present() ? rdns.value : empty) {
-    if (!first_rdn) out.push_back(',');
-    first_rdn = false;
+  for (size_t i = 0; i < rdns.value.size(); ++i) {
+    if (i) out.push_back(',');
     out.push_back('[');
-    for (size_t i = 0; i < rdn.size(); ++i) {
-      if (i) out.push_back(',');
+    const RelativeName& rdn = rdns.value[i];
+    for (size_t j = 0; j < rdn.size(); ++j) {
+      if (j) out.push_back(',');
       out.append("{\"oid\":");
-      oid(out, rdn[i].type);
+      oid(out, rdn[j].type);
       out.append(",\"value\":");
-      append_json_string(out, rdn[i].text());
+      append_json_string(out, texts[at++]);
       out.push_back('}');
     }
     out.push_back(']');
