@@ -570,6 +570,21 @@ bool crl(Sink& sink, std::string_view file, const Object& object, const RenderOp
   return true;
 }
 
+// Whether the outer element's header or content runs past the end: a
+// truncated input, whatever it was meant to hold.
+bool runs_beyond(bytes_view der) {
+  if (der.size() < 2) return true;
+  size_t length = der[1], at = 2;
+  if (length & 0x80) {
+    const size_t octets = length & 0x7F;
+    if (octets == 0 || octets > 4) return false;
+    if (der.size() < at + octets) return true;
+    length = 0;
+    for (size_t i = 0; i < octets; ++i) length = length << 8 | der[at++];
+  }
+  return der.size() - at < length;
+}
+
 ObjectType type_of_label(std::string_view label) {
   if (label == "CERTIFICATE" || label == "TRUSTED CERTIFICATE") return ObjectType::certificate;
   if (label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST") return ObjectType::request;
@@ -638,7 +653,8 @@ bool render_object(std::string_view file, const Object& object, const RenderOpti
     case ObjectType::request: rendered = request(out, file, object, options); break;
     case ObjectType::crl: rendered = crl(sink, file, object, options); break;
     case ObjectType::automatic:
-      stop(Failure{"not a certificate, request or revocation list", std::nullopt, std::nullopt});
+      if (runs_beyond(object.bytes())) stop(Failure{codec_error_text(ASN_OVERRUN), ASN_OVERRUN, 0});
+      else stop(Failure{"not a certificate, request or revocation list", std::nullopt, std::nullopt});
       break;
   }
   if (rendered) return true;
