@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -59,7 +60,7 @@ std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recu
   return out;
 }
 
-bool read_input(const std::string& path, std::vector<uint8_t>& data, std::string& error) {
+bool read_input(const std::string& path, InputBytes& bytes, std::string& error) {
   const bool standard = path == "-";
   const int fd = standard ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
@@ -67,15 +68,20 @@ bool read_input(const std::string& path, std::vector<uint8_t>& data, std::string
     return false;
   }
   struct stat st;
-  size_t size = 0;
-  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) size = static_cast<size_t>(st.st_size);
-  data.clear();
-  data.resize(size > 0 ? size : 64 << 10);
-  size_t used = 0;
+  size_t expected = 0;  // the size of a regular file: one read more only to see its end
+  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) expected = static_cast<size_t>(st.st_size);
+  size_t capacity = expected > 0 ? expected + 1 : size_t{64} << 10;
+  bytes.data.reset(new uint8_t[capacity]);
+  bytes.size = 0;
   bool ok = true;
   for (;;) {
-    if (used == data.size()) data.resize(data.size() * 2);
-    const ssize_t n = read(fd, data.data() + used, data.size() - used);
+    if (bytes.size == capacity) {
+      capacity *= 2;
+      std::unique_ptr<uint8_t[]> larger(new uint8_t[capacity]);
+      std::memcpy(larger.get(), bytes.data.get(), bytes.size);
+      bytes.data = std::move(larger);
+    }
+    const ssize_t n = read(fd, bytes.data.get() + bytes.size, capacity - bytes.size);
     if (n < 0) {
       if (errno == EINTR) continue;
       error = "cannot read: " + errno_text(errno);
@@ -83,18 +89,9 @@ bool read_input(const std::string& path, std::vector<uint8_t>& data, std::string
       break;
     }
     if (n == 0) break;
-    used += static_cast<size_t>(n);
-    if (used == size) {
-      // The size fstat gave: one more read only to see the end.
-      uint8_t probe;
-      const ssize_t more = read(fd, &probe, 1);
-      if (more <= 0) break;
-      data.resize(size * 2 + 1);
-      data[used++] = probe;
-    }
+    bytes.size += static_cast<size_t>(n);
   }
   if (!standard) close(fd);
-  data.resize(used);
   return ok;
 }
 

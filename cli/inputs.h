@@ -2,8 +2,11 @@
 // with recursion, the regular files below directories.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,8 +22,15 @@ struct Input {
 // otherwise; symbolic links to directories are not followed.
 std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recursive);
 
+// An input's octets, in a buffer that is not cleared before it is read into.
+struct InputBytes {
+  std::unique_ptr<uint8_t[]> data;
+  size_t size = 0;
+  std::span<const uint8_t> view() const { return {data.get(), size}; }
+};
+
 // Reads an input whole ("-" is standard input). False with `error` set when
 // it cannot be opened or read.
-bool read_input(const std::string& path, std::vector<uint8_t>& data, std::string& error);
+bool read_input(const std::string& path, InputBytes& bytes, std::string& error);
 
 }  // namespace qel::cli

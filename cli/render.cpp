@@ -460,8 +460,8 @@ void head(std::string& out, std::string_view file, const Object& object, const c
   out.push_back('"');
 }
 
-bool certificate(std::string& out, std::string_view file, const Object& object, const RenderOptions& options) {
-  const bytes_view der = object.bytes();
+bool certificate(std::string& out, std::string_view file, const Object& object, bytes_view der,
+                 const RenderOptions& options) {
   const CertificateView cert(der);
   if (!check_whole(cert, der)) return false;
   head(out, file, object, "certificate");
@@ -481,8 +481,8 @@ bool certificate(std::string& out, std::string_view file, const Object& object, 
   return true;
 }
 
-bool request(std::string& out, std::string_view file, const Object& object, const RenderOptions& options) {
-  const bytes_view der = object.bytes();
+bool request(std::string& out, std::string_view file, const Object& object, bytes_view der,
+             const RenderOptions& options) {
   const RequestView req(der);
   if (!check_whole(req, der)) return false;
   head(out, file, object, "request");
@@ -513,9 +513,8 @@ bool check_revoked(const RevokedRange& range) {
   return true;
 }
 
-bool crl(Sink& sink, std::string_view file, const Object& object, const RenderOptions& options) {
+bool crl(Sink& sink, std::string_view file, const Object& object, bytes_view der, const RenderOptions& options) {
   std::string& out = sink.text;
-  const bytes_view der = object.bytes();
   const CrlView list(der);
   if (!check_whole(list, der)) return false;
   // A long list is checked whole first: once its text starts to leave, the
@@ -596,11 +595,11 @@ ObjectType type_of_label(std::string_view label) {
 
 std::vector<Object> split_input(std::span<const uint8_t> data) {
   std::vector<Object> objects;
-  if (data.empty()) {
-    Object& empty = objects.emplace_back();
-    empty.failure = Failure{"empty file", std::nullopt, std::nullopt};
+  const auto whole_file = [&](const char* text) {
+    objects.emplace_back().failure = Failure{text, std::nullopt, std::nullopt};
     return objects;
-  }
+  };
+  if (data.empty()) return whole_file("empty file");
   const std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
   if (!looks_like_pem(text)) {
     Object& whole = objects.emplace_back();
@@ -608,26 +607,30 @@ std::vector<Object> split_input(std::span<const uint8_t> data) {
     whole.der = data;
     return objects;
   }
-  PemReader reader(text);
-  PemBlock block;
-  while (reader.next(block)) {
+  // One object per BEGIN line (a line "-----BEGIN <label>-----", trailing
+  // blanks ignored), running up to the next one: read alone, each gives the
+  // block the whole text would give, so blocks are decoded where they are
+  // rendered.
+  constexpr std::string_view kBegin = "-----BEGIN ";
+  size_t line = 1, counted = 0;
+  for (size_t at = text.find(kBegin); at != std::string_view::npos; at = text.find(kBegin, at + 1)) {
+    if (at != 0 && text[at - 1] != '\n') continue;
+    size_t end = text.find('\n', at);
+    if (end == std::string_view::npos) end = text.size();
+    std::string_view begin_line = text.substr(at, end - at);
+    while (!begin_line.empty() && (begin_line.back() == '\r' || begin_line.back() == ' ' || begin_line.back() == '\t'))
+      begin_line.remove_suffix(1);
+    if (begin_line.size() < kBegin.size() + 5 || !begin_line.ends_with("-----")) continue;
+    line += static_cast<size_t>(std::count(text.begin() + counted, text.begin() + at, '\n'));
+    counted = at;
+    if (!objects.empty()) objects.back().der = objects.back().der.first(at - (objects.back().der.data() - data.data()));
     Object& object = objects.emplace_back();
     object.index = objects.size() - 1;
     object.pem = true;
-    const std::string line = std::to_string(block.line);
-    if (!block.ok()) {
-      object.failure = Failure{"PEM block at line " + line + ": " + block.error, std::nullopt, std::nullopt};
-      continue;
-    }
-    object.type = type_of_label(block.label);
-    if (object.type == ObjectType::automatic) {
-      object.failure = Failure{"PEM block at line " + line + ": unexpected label \"" + block.label + "\"",
-                               std::nullopt, std::nullopt};
-      continue;
-    }
-    object.owned = std::move(block.der);
-    block.der.clear();
+    object.line = line;
+    object.der = data.subspan(at);
   }
+  if (objects.empty()) return whole_file("no PEM block: no line \"-----BEGIN <label>-----\"");
   return objects;
 }
 
@@ -638,9 +641,28 @@ bool render_object(std::string_view file, const Object& object, const RenderOpti
     return false;
   }
   const size_t start = out.size();
-  ObjectType type = options.type != ObjectType::automatic ? options.type : object.type;
+  bytes_view der = object.der;
+  ObjectType type = ObjectType::automatic;
+  PemBlock block;
+  if (object.pem) {
+    PemReader reader(std::string_view(reinterpret_cast<const char*>(der.data()), der.size()));
+    reader.next(block);
+    const std::string where = "PEM block at line " + std::to_string(object.line) + ": ";
+    if (!block.ok()) {
+      render_error(out, file, object.index, Failure{where + block.error, std::nullopt, std::nullopt});
+      return false;
+    }
+    type = type_of_label(block.label);
+    if (type == ObjectType::automatic) {
+      render_error(out, file, object.index,
+                   Failure{where + "unexpected label \"" + block.label + "\"", std::nullopt, std::nullopt});
+      return false;
+    }
+    der = block.der;
+  }
+  if (options.type != ObjectType::automatic) type = options.type;
   if (type == ObjectType::automatic) {
-    switch (detect_kind(object.bytes())) {
+    switch (detect_kind(der)) {
       case DerKind::certificate: type = ObjectType::certificate; break;
       case DerKind::request: type = ObjectType::request; break;
       case DerKind::crl: type = ObjectType::crl; break;
@@ -649,11 +671,11 @@ bool render_object(std::string_view file, const Object& object, const RenderOpti
   }
   bool rendered = false;
   switch (type) {
-    case ObjectType::certificate: rendered = certificate(out, file, object, options); break;
-    case ObjectType::request: rendered = request(out, file, object, options); break;
-    case ObjectType::crl: rendered = crl(sink, file, object, options); break;
+    case ObjectType::certificate: rendered = certificate(out, file, object, der, options); break;
+    case ObjectType::request: rendered = request(out, file, object, der, options); break;
+    case ObjectType::crl: rendered = crl(sink, file, object, der, options); break;
     case ObjectType::automatic:
-      if (runs_beyond(object.bytes())) stop(Failure{codec_error_text(ASN_OVERRUN), ASN_OVERRUN, 0});
+      if (runs_beyond(der)) stop(Failure{codec_error_text(ASN_OVERRUN), ASN_OVERRUN, 0});
       else stop(Failure{"not a certificate, request or revocation list", std::nullopt, std::nullopt});
       break;
   }

@@ -41,21 +41,20 @@ struct Failure {
   std::optional<size_t> offset;
 };
 
-// One object of an input: a DER element to decode, or a failure found
-// before decoding (a broken PEM block, an unknown label, an empty file).
+// One object of an input: a DER element or a PEM block to decode, or a
+// failure found before decoding (an empty file, one that cannot be read).
 struct Object {
   std::optional<size_t> index;  // unset for failures of the whole file
   bool pem = false;
-  ObjectType type = ObjectType::automatic;  // from the PEM label
-  std::span<const uint8_t> der;             // when not `owned`: borrowed
-  std::vector<uint8_t> owned;               // a PEM block's octets
+  // DER: the element's octets; PEM: the block's text, from its BEGIN line
+  // up to the next BEGIN line. Borrowed from the input's bytes.
+  std::span<const uint8_t> der;
+  size_t line = 0;  // PEM: the line of the BEGIN line, from 1
   std::optional<Failure> failure;
-
-  std::span<const uint8_t> bytes() const { return pem ? std::span<const uint8_t>(owned) : der; }
 };
 
-// The objects of an input's bytes: the one DER element, or one per PEM
-// block. DER objects borrow `data`, which must outlive them.
+// The objects of an input's bytes, at least one: the one DER element, or
+// one per PEM block. They borrow `data`, which must outlive them.
 std::vector<Object> split_input(std::span<const uint8_t> data);
 
 // Appends the object's line (with its '\n') to sink.text. Returns false when

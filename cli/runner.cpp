@@ -35,7 +35,7 @@ struct Slot {
 };
 
 struct FileState {
-  std::vector<uint8_t> data;
+  InputBytes data;
   std::vector<Object> objects;
   std::vector<Slot> slots;
   size_t next_claim = 0;
@@ -140,7 +140,7 @@ void Runner::split(size_t f) {
   if (input.failure) {
     error = *input.failure;
   } else if (read_input(input.path, file.data, error)) {
-    file.objects = split_input(file.data);
+    file.objects = split_input(file.data.view());
     return;
   }
   Object& failed = file.objects.emplace_back();

@@ -1,12 +1,15 @@
 // Any bytes through the JSON lines of `qelcert json`: split as the program
 // splits a file (DER, or PEM blocks), and also taken whole as each of the
 // three types. Every line must be one JSON object, strictly valid, in valid
-// UTF-8, and there must be exactly one line per object.
+// UTF-8, and there must be exactly one line per object. Each PEM piece, read
+// alone, must give the block that reading the whole text gives.
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "cli/render.h"
+#include "toolkit/pem.h"
 
 namespace {
 
@@ -171,7 +174,24 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.digests = {Digest::md5, Digest::sha1, Digest::sha256};
   // The file name goes through the same escaping as the values.
   const std::string_view name(reinterpret_cast<const char*>(data), size < 16 ? size : 16);
-  for (const Object& object : split_input(bytes)) check(name, object, options);
+  const std::vector<Object> objects = split_input(bytes);
+  if (objects.empty()) std::abort();
+  for (const Object& object : objects) check(name, object, options);
+
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  if (size != 0 && qel::looks_like_pem(text)) {
+    const std::vector<qel::PemBlock> blocks = qel::read_pem(text);
+    if (blocks.empty() && (objects.size() != 1 || !objects[0].failure)) std::abort();
+    if (!blocks.empty() && objects.size() != blocks.size()) std::abort();
+    for (size_t i = 0; i < blocks.size(); ++i) {
+      const std::string_view piece(reinterpret_cast<const char*>(objects[i].der.data()), objects[i].der.size());
+      qel::PemReader reader(piece);
+      qel::PemBlock alone;
+      if (!reader.next(alone) || alone.label != blocks[i].label || alone.error != blocks[i].error ||
+          alone.der != blocks[i].der || objects[i].line != blocks[i].line || objects[i].index != i)
+        std::abort();
+    }
+  }
 
   Object whole;
   whole.index = 0;
