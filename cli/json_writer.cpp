@@ -77,12 +77,12 @@ void append_json_string(std::string& out, std::string_view text) {
 
 void append_uint(std::string& out, uint64_t value) {
   char digits[20];
-  size_t n = 0;
+  char* start = digits + sizeof digits;
   do {
-    digits[n++] = static_cast<char>('0' + value % 10);
+    *--start = static_cast<char>('0' + value % 10);
     value /= 10;
   } while (value != 0);
-  while (n > 0) out.push_back(digits[--n]);
+  out.append(start, static_cast<size_t>(digits + sizeof digits - start));
 }
 
 void append_int(std::string& out, int64_t value) {

@@ -45,36 +45,44 @@ void boolean(std::string& out, bool value) { out.append(value ? "true" : "false"
 // The dotted text of an OID as a JSON string; "" for bad content, as
 // Oid::text gives it.
 void oid(std::string& out, const Oid& id) {
-  out.push_back('"');
-  const size_t start = out.size();
+  // Up to 16 content octets the text fits the buffer (at most four
+  // characters per octet, and the quotes); longer ones take Oid::text.
+  char buf[80];
+  const bytes_view c = id.content;
+  if (c.empty() || c.size() > 16) return append_json_string(out, id.text());
+  char* w = buf;
+  *w++ = '"';
   uint64_t arc = 0;
   bool first = true;
-  for (uint8_t octet : id.content) {
-    if (arc > (UINT64_MAX >> 7)) {
-      out.resize(start);
-      break;
-    }
+  for (uint8_t octet : c) {
+    if (arc > (UINT64_MAX >> 7)) return append_json_string(out, id.text());
     arc = arc << 7 | (octet & 0x7F);
     if (octet & 0x80) continue;
     if (first) {
       const uint64_t top = arc < 40 ? 0 : arc < 80 ? 1 : 2;
-      out.push_back(static_cast<char>('0' + top));
-      out.push_back('.');
-      append_uint(out, arc - top * 40);
+      *w++ = static_cast<char>('0' + top);
+      arc -= top * 40;
       first = false;
-    } else {
-      out.push_back('.');
-      append_uint(out, arc);
     }
+    char digits[20];
+    char* d = digits + sizeof digits;
+    do {
+      *--d = static_cast<char>('0' + arc % 10);
+      arc /= 10;
+    } while (arc != 0);
+    *w++ = '.';
+    while (d != digits + sizeof digits) *w++ = *d++;
     arc = 0;
   }
-  if (!id.content.empty() && (id.content.back() & 0x80)) out.resize(start);
-  out.push_back('"');
+  if (c.back() & 0x80) w = buf + 1;  // the last arc does not end: no text
+  *w++ = '"';
+  out.append(buf, static_cast<size_t>(w - buf));
 }
 
-void two_digits(std::string& out, unsigned value) {
-  out.push_back(static_cast<char>('0' + value / 10));
-  out.push_back(static_cast<char>('0' + value % 10));
+char* two_digits(char* w, unsigned value) {
+  *w++ = static_cast<char>('0' + value / 10);
+  *w++ = static_cast<char>('0' + value % 10);
+  return w;
 }
 
 // "YYYY-MM-DDTHH:MM:SSZ" as a JSON string.
@@ -93,25 +101,30 @@ void time(std::string& out, std::chrono::sys_seconds when) {
   const unsigned day = doy - (153 * mp + 2) / 5 + 1;
   const unsigned month = mp < 10 ? mp + 3 : mp - 9;
   const int64_t year = static_cast<int64_t>(yoe) + era * 400 + (month <= 2);
-  out.push_back('"');
   if (year < 0 || year > 9999) {
+    out.push_back('"');
     out.append(time_text(when));
-  } else {
-    two_digits(out, static_cast<unsigned>(year / 100));
-    two_digits(out, static_cast<unsigned>(year % 100));
-    out.push_back('-');
-    two_digits(out, month);
-    out.push_back('-');
-    two_digits(out, day);
-    out.push_back('T');
-    two_digits(out, static_cast<unsigned>(rest / 3600));
-    out.push_back(':');
-    two_digits(out, static_cast<unsigned>(rest / 60 % 60));
-    out.push_back(':');
-    two_digits(out, static_cast<unsigned>(rest % 60));
-    out.append("Z");
+    out.push_back('"');
+    return;
   }
-  out.push_back('"');
+  char buf[22];
+  char* w = buf;
+  *w++ = '"';
+  w = two_digits(w, static_cast<unsigned>(year / 100));
+  w = two_digits(w, static_cast<unsigned>(year % 100));
+  *w++ = '-';
+  w = two_digits(w, month);
+  *w++ = '-';
+  w = two_digits(w, day);
+  *w++ = 'T';
+  w = two_digits(w, static_cast<unsigned>(rest / 3600));
+  *w++ = ':';
+  w = two_digits(w, static_cast<unsigned>(rest / 60 % 60));
+  *w++ = ':';
+  w = two_digits(w, static_cast<unsigned>(rest % 60));
+  *w++ = 'Z';
+  *w++ = '"';
+  out.append(buf, sizeof buf);
 }
 
 template <class T>
