@@ -331,39 +331,100 @@ void bytes_or_null(std::string& out, const found<bytes_view>& answer) {
 }
 
 // "extensions" through "policies", for certificates and requests.
+// The extensions with typed fields; each is decoded once, and only when the
+// certificate has it.
+enum Typed : uint8_t { kSan, kIan, kBasic, kUsage, kExtUsage, kSubjectKey, kAuthorityKey, kPoints, kAccess, kPolicies, kTyped };
+
+int typed_of(const Oid& id) {
+  const bytes_view c = id.content;
+  if (c.size() == 3 && c[0] == 0x55 && c[1] == 0x1D) {
+    switch (c[2]) {
+      case 17: return kSan;
+      case 18: return kIan;
+      case 19: return kBasic;
+      case 15: return kUsage;
+      case 37: return kExtUsage;
+      case 14: return kSubjectKey;
+      case 35: return kAuthorityKey;
+      case 31: return kPoints;
+      case 32: return kPolicies;
+      default: return -1;
+    }
+  }
+  static constexpr uint8_t kAia[] = {0x2B, 0x06, 0x01, 0x05, 0x05, 0x07, 0x01, 0x01};
+  if (c.size() == sizeof kAia && std::equal(kAia, kAia + sizeof kAia, c.begin())) return kAccess;
+  return -1;
+}
+
+// `decoded(i)` tells whether extension i decodes.
+template <class Decoded>
+void extension_list(std::string& out, const std::vector<ExtensionRef>& all, Decoded&& decoded) {
+  key(out, "extensions");
+  out.push_back('[');
+  for (size_t i = 0; i < all.size(); ++i) {
+    if (i) out.push_back(',');
+    out.append("{\"oid\":");
+    oid(out, all[i].oid);
+    out.append(all[i].critical ? ",\"critical\":true,\"decoded\":" : ",\"critical\":false,\"decoded\":");
+    boolean(out, decoded(i));
+    out.push_back('}');
+  }
+  out.push_back(']');
+}
+
 bool extension_list(std::string& out, const ExtensionsView& view) {
   const found<std::vector<ExtensionRef>> all = view.all();
   if (all.malformed()) return stop(failure_of(all.error, "extensions"));
-  key(out, "extensions");
-  out.push_back('[');
-  if (all.present()) {
-    bool first = true;
-    for (const ExtensionRef& ext : all.value) {
-      if (!first) out.push_back(',');
-      first = false;
-      out.append("{\"oid\":");
-      oid(out, ext.oid);
-      out.append(",\"critical\":");
-      boolean(out, ext.critical);
-      out.append(",\"decoded\":");
-      boolean(out, ExtensionsView::decodes(ext));
-      out.push_back('}');
-    }
-  }
-  out.push_back(']');
+  extension_list(out, all.value, [&](size_t i) { return ExtensionsView::decodes(all.value[i]); });
   return true;
 }
 
+// The typed answer when the extension is there; absent without a walk
+// otherwise.
+template <class Get>
+auto if_present(bool present, Get&& get) -> decltype(get()) {
+  return present ? get() : decltype(get()){};
+}
+
 bool extension_fields(std::string& out, const ExtensionsView& view) {
-  if (!extension_list(out, view)) return false;
+  const found<std::vector<ExtensionRef>> all = view.all();
+  if (all.malformed()) return stop(failure_of(all.error, "extensions"));
+  std::array<size_t, kTyped> first;  // the first extension of each typed kind
+  first.fill(SIZE_MAX);
+  for (size_t i = 0; i < all.value.size(); ++i) {
+    const int kind = typed_of(all.value[i].oid);
+    if (kind >= 0 && first[kind] == SIZE_MAX) first[kind] = i;
+  }
+  const auto has = [&](Typed kind) { return first[kind] != SIZE_MAX; };
+  const auto san = if_present(has(kSan), [&] { return view.subject_alt_names(); });
+  const auto ian = if_present(has(kIan), [&] { return view.issuer_alt_names(); });
+  const auto bc = if_present(has(kBasic), [&] { return view.basic_constraints(); });
+  const auto ku = if_present(has(kUsage), [&] { return view.key_usage(); });
+  const auto eku = if_present(has(kExtUsage), [&] { return view.extended_key_usage(); });
+  const auto ski = if_present(has(kSubjectKey), [&] { return view.subject_key_id(); });
+  const auto aki = if_present(has(kAuthorityKey), [&] { return view.authority_key_id(); });
+  const auto points = if_present(has(kPoints), [&] { return view.crl_distribution_points(); });
+  const auto access = if_present(has(kAccess), [&] { return view.authority_info_access(); });
+  const auto policies = if_present(has(kPolicies), [&] { return view.policies(); });
+  // The first extension of a typed kind decodes when its field is present;
+  // authorityKeyIdentifier also decodes without a keyIdentifier, so it and
+  // the rest are asked.
+  const std::array<bool, kTyped> typed_present = {san.present(), ian.present(), bc.present(), ku.present(),
+                                                  eku.present(), ski.present(), false, points.present(),
+                                                  access.present(), policies.present()};
+  extension_list(out, all.value, [&](size_t i) {
+    const int kind = typed_of(all.value[i].oid);
+    if (kind >= 0 && kind != kAuthorityKey && first[kind] == i) return typed_present[kind];
+    return ExtensionsView::decodes(all.value[i]);
+  });
 
   key(out, "subject_alt_names");
-  general_names(out, view.subject_alt_names());
+  general_names(out, san);
   key(out, "issuer_alt_names");
-  general_names(out, view.issuer_alt_names());
+  general_names(out, ian);
 
   key(out, "basic_constraints");
-  if (const auto bc = view.basic_constraints()) {
+  if (bc) {
     out.append("{\"ca\":");
     boolean(out, bc->ca);
     out.append(",\"path_length\":");
@@ -375,7 +436,7 @@ bool extension_fields(std::string& out, const ExtensionsView& view) {
   }
 
   key(out, "key_usage");
-  if (const auto ku = view.key_usage()) {
+  if (ku) {
     out.push_back('[');
     bool first = true;
     for (size_t bit = 0; bit < kKeyUsageNames.size(); ++bit) {
@@ -392,15 +453,15 @@ bool extension_fields(std::string& out, const ExtensionsView& view) {
   }
 
   key(out, "extended_key_usage");
-  if (const auto eku = view.extended_key_usage()) oid_list(out, *eku);
+  if (eku) oid_list(out, *eku);
   else null(out);
   key(out, "subject_key_id");
-  bytes_or_null(out, view.subject_key_id());
+  bytes_or_null(out, ski);
   key(out, "authority_key_id");
-  bytes_or_null(out, view.authority_key_id());
+  bytes_or_null(out, aki);
 
   key(out, "crl_distribution_points");
-  if (const auto points = view.crl_distribution_points()) {
+  if (points) {
     out.push_back('[');
     bool first = true;
     for (const DistributionPointValue& point : *points) {
@@ -415,7 +476,6 @@ bool extension_fields(std::string& out, const ExtensionsView& view) {
     null(out);
   }
 
-  const found<AccessValue> access = view.authority_info_access();
   key(out, "ocsp");
   if (access) string_list(out, access->ocsp);
   else null(out);
@@ -424,7 +484,7 @@ bool extension_fields(std::string& out, const ExtensionsView& view) {
   else null(out);
 
   key(out, "policies");
-  if (const auto policies = view.policies()) oid_list(out, *policies);
+  if (policies) oid_list(out, *policies);
   else null(out);
   return true;
 }
