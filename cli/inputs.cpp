@@ -1,5 +1,6 @@
 #include "cli/inputs.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,7 +8,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
+#include <string_view>
+#include <utility>
 #include <system_error>
 
 namespace qel::cli {
@@ -16,30 +18,34 @@ namespace {
 std::string errno_text(int code) { return std::generic_category().message(code); }
 
 void walk(const std::string& dir, std::vector<Input>& out) {
-  std::error_code ec;
-  std::filesystem::directory_iterator it(dir, ec);
-  if (ec) {
-    out.push_back({dir, "cannot read directory: " + ec.message()});
+  DIR* stream = opendir(dir.c_str());
+  if (stream == nullptr) {
+    out.push_back({dir, "cannot read directory: " + errno_text(errno)});
     return;
   }
-  std::vector<std::string> names;
-  for (; it != std::filesystem::directory_iterator(); it.increment(ec)) {
-    if (ec) break;
-    names.push_back(it->path().filename().string());
+  // The type comes with the listing on most file systems: no stat per file.
+  std::vector<std::pair<std::string, unsigned char>> entries;
+  errno = 0;
+  while (const dirent* entry = readdir(stream)) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") entries.emplace_back(name, entry->d_type);
   }
-  if (ec) out.push_back({dir, "cannot read directory: " + ec.message()});
-  std::sort(names.begin(), names.end());
+  const int error = errno;
+  closedir(stream);
+  if (error != 0) out.push_back({dir, "cannot read directory: " + errno_text(error)});
+  std::sort(entries.begin(), entries.end());
   const std::string prefix = dir.ends_with('/') ? dir : dir + "/";
-  for (const std::string& name : names) {
-    const std::string path = prefix + name;
+  for (auto& [name, type] : entries) {
+    std::string path = prefix + name;
     struct stat st;
-    if (lstat(path.c_str(), &st) != 0) continue;  // gone since the listing
-    if (S_ISDIR(st.st_mode)) {
+    if (type == DT_UNKNOWN) {  // the listing did not say: ask
+      if (lstat(path.c_str(), &st) != 0) continue;
+      type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISREG(st.st_mode) ? DT_REG : S_ISLNK(st.st_mode) ? DT_LNK : DT_UNKNOWN;
+    }
+    if (type == DT_DIR) {
       walk(path, out);
-    } else if (S_ISREG(st.st_mode)) {
-      out.push_back({path, std::nullopt});
-    } else if (S_ISLNK(st.st_mode) && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
-      out.push_back({path, std::nullopt});
+    } else if (type == DT_REG || (type == DT_LNK && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode))) {
+      out.push_back({std::move(path), std::nullopt});
     }
   }
 }
