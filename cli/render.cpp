@@ -9,6 +9,9 @@
 #include "view/view.h"
 
 namespace qel::cli {
+
+const char* const kNoBlock = "no PEM block: no line \"-----BEGIN <label>-----\"";
+
 namespace {
 
 // Revocation lists above this size are walked once before they are written,
@@ -666,6 +669,45 @@ ObjectType type_of_label(std::string_view label) {
 
 }  // namespace
 
+void PemCutter::feed(std::span<const uint8_t> bytes, bool complete, std::vector<Object>& out) {
+  constexpr std::string_view kBegin = "-----BEGIN ";
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  // Only whole lines: up to the last line end unless the text is complete.
+  size_t limit = text.size();
+  if (!complete) {
+    const size_t last = text.rfind('\n');
+    limit = last == std::string_view::npos ? 0 : last + 1;
+  }
+  const auto close = [&](size_t end) {
+    Object& object = out.emplace_back();
+    object.index = index_++;
+    object.pem = true;
+    object.line = start_line_;
+    object.der = bytes.subspan(start_, end - start_);
+  };
+  for (size_t at = text.find(kBegin, scanned_); at != std::string_view::npos && at < limit;
+       at = text.find(kBegin, at + 1)) {
+    if (at != 0 && text[at - 1] != '\n') continue;
+    size_t end = text.find('\n', at);
+    if (end == std::string_view::npos) end = text.size();
+    std::string_view begin_line = text.substr(at, end - at);
+    while (!begin_line.empty() && (begin_line.back() == '\r' || begin_line.back() == ' ' || begin_line.back() == '\t'))
+      begin_line.remove_suffix(1);
+    if (begin_line.size() < kBegin.size() + 5 || !begin_line.ends_with("-----")) continue;
+    line_ += static_cast<size_t>(std::count(text.begin() + counted_, text.begin() + at, '\n'));
+    counted_ = at;
+    if (open_) close(at);
+    open_ = true;
+    start_ = at;
+    start_line_ = line_;
+  }
+  scanned_ = std::max(scanned_, limit);
+  if (complete && open_) {
+    close(text.size());
+    open_ = false;
+  }
+}
+
 std::vector<Object> split_input(std::span<const uint8_t> data) {
   std::vector<Object> objects;
   const auto whole_file = [&](const char* text) {
@@ -680,30 +722,9 @@ std::vector<Object> split_input(std::span<const uint8_t> data) {
     whole.der = data;
     return objects;
   }
-  // One object per BEGIN line (a line "-----BEGIN <label>-----", trailing
-  // blanks ignored), running up to the next one: read alone, each gives the
-  // block the whole text would give, so blocks are decoded where they are
-  // rendered.
-  constexpr std::string_view kBegin = "-----BEGIN ";
-  size_t line = 1, counted = 0;
-  for (size_t at = text.find(kBegin); at != std::string_view::npos; at = text.find(kBegin, at + 1)) {
-    if (at != 0 && text[at - 1] != '\n') continue;
-    size_t end = text.find('\n', at);
-    if (end == std::string_view::npos) end = text.size();
-    std::string_view begin_line = text.substr(at, end - at);
-    while (!begin_line.empty() && (begin_line.back() == '\r' || begin_line.back() == ' ' || begin_line.back() == '\t'))
-      begin_line.remove_suffix(1);
-    if (begin_line.size() < kBegin.size() + 5 || !begin_line.ends_with("-----")) continue;
-    line += static_cast<size_t>(std::count(text.begin() + counted, text.begin() + at, '\n'));
-    counted = at;
-    if (!objects.empty()) objects.back().der = objects.back().der.first(at - (objects.back().der.data() - data.data()));
-    Object& object = objects.emplace_back();
-    object.index = objects.size() - 1;
-    object.pem = true;
-    object.line = line;
-    object.der = data.subspan(at);
-  }
-  if (objects.empty()) return whole_file("no PEM block: no line \"-----BEGIN <label>-----\"");
+  PemCutter cutter;
+  cutter.feed(data, true, objects);
+  if (objects.empty()) return whole_file(kNoBlock);
   return objects;
 }
 

@@ -57,6 +57,28 @@ struct Object {
 // one per PEM block. They borrow `data`, which must outlive them.
 std::vector<Object> split_input(std::span<const uint8_t> data);
 
+// Cuts a PEM text into one object per block as the text arrives: each
+// BEGIN line ("-----BEGIN <label>-----", trailing blanks ignored) starts an
+// object that runs up to the next one. Read alone, each gives the block the
+// whole text would give, so blocks are decoded where they are rendered.
+class PemCutter {
+ public:
+  // `text`: the text so far (a longer prefix each time, at the same place);
+  // `complete`: whether it is all there. Appends the objects whose end is
+  // known. After the complete text, no object at all means no block.
+  void feed(std::span<const uint8_t> text, bool complete, std::vector<Object>& out);
+  size_t objects() const { return index_; }
+
+ private:
+  size_t scanned_ = 0;  // complete lines before this are looked at
+  size_t line_ = 1, counted_ = 0;  // line number at offset counted_
+  bool open_ = false;   // an object has started and not yet ended
+  size_t start_ = 0, start_line_ = 0, index_ = 0;
+};
+
+// The failure of a text that looks like PEM but has no block.
+extern const char* const kNoBlock;
+
 // Appends the object's line (with its '\n') to sink.text. Returns false when
 // the line is an error line.
 bool render_object(std::string_view file, const Object& object, const RenderOptions& options,

@@ -2,7 +2,8 @@
 // splits a file (DER, or PEM blocks), and also taken whole as each of the
 // three types. Every line must be one JSON object, strictly valid, in valid
 // UTF-8, and there must be exactly one line per object. Each PEM piece, read
-// alone, must give the block that reading the whole text gives.
+// alone, must give the block that reading the whole text gives, and
+// cutting the text as it arrives must give the same pieces.
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -183,6 +184,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::vector<qel::PemBlock> blocks = qel::read_pem(text);
     if (blocks.empty() && (objects.size() != 1 || !objects[0].failure)) std::abort();
     if (!blocks.empty() && objects.size() != blocks.size()) std::abort();
+    // Fed in pieces, the cutter finds the same objects.
+    std::vector<Object> pieces;
+    PemCutter cutter;
+    const size_t step = data[0] % 97 + 1;
+    for (size_t have = step; have < size; have += step) cutter.feed(bytes.first(have), false, pieces);
+    cutter.feed(bytes, true, pieces);
+    if (!blocks.empty() && pieces.size() != objects.size()) std::abort();
+    for (size_t i = 0; i < pieces.size(); ++i)
+      if (pieces[i].index != objects[i].index || pieces[i].line != objects[i].line ||
+          pieces[i].der.data() != objects[i].der.data() || pieces[i].der.size() != objects[i].der.size())
+        std::abort();
     for (size_t i = 0; i < blocks.size(); ++i) {
       const std::string_view piece(reinterpret_cast<const char*>(objects[i].der.data()), objects[i].der.size());
       qel::PemReader reader(piece);
