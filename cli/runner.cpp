@@ -1,14 +1,18 @@
 // Workers claim objects in output order: first the unclaimed objects of
-// files already split (lowest file first), then the next file, which the
-// claiming worker reads and splits. Each object is rendered into its own
-// string; whoever finishes the object the output is waiting for takes the
-// write token and writes every finished object in order. An object whose
-// text grows past kSpillSize waits for its turn, takes the token and writes
-// straight out. Claims stop while the window of unwritten objects is full,
-// except for the object the output waits for, so nothing waits forever.
+// files already (partly) cut into objects, lowest file first, then the next
+// file, which the claiming worker reads and cuts. A large PEM file is cut as
+// it is read, so its first blocks are rendered while the rest comes in. Each
+// object is rendered into its own string; whoever finishes the object the
+// output waits for takes the write token and writes every finished object
+// in order. An object whose text grows past kSpillSize waits for its turn,
+// takes the token and writes straight out. Claims stop while the window of
+// unwritten objects is full, except for the object the output waits for, so
+// nothing waits forever.
 #include "cli/runner.h"
 
+#include <fcntl.h>
 #include <sched.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -16,11 +20,14 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
-#include <memory>
+#include <deque>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
+
+#include "toolkit/pem.h"
 
 namespace qel::cli {
 namespace {
@@ -28,18 +35,21 @@ namespace {
 constexpr size_t kWindowObjects = 1024;
 constexpr size_t kWindowBytes = size_t{8} << 20;
 constexpr size_t kWriteChunk = size_t{64} << 10;
+constexpr size_t kReadChunk = size_t{1} << 20;  // files above this are cut as they are read
 
 struct Slot {
   std::string text;
   bool done = false;
 };
 
+// Deques: objects are added while others are being rendered, and an
+// object's address must not change.
 struct FileState {
   InputBytes data;
-  std::vector<Object> objects;
-  std::vector<Slot> slots;
+  std::deque<Object> objects;
+  std::deque<Slot> slots;
   size_t next_claim = 0;
-  bool split = false;
+  bool cut = false;  // every object is there
 };
 
 class Runner {
@@ -55,12 +65,15 @@ class Runner {
   bool window_full() const { return outstanding_ >= kWindowObjects || buffered_ >= kWindowBytes; }
   void wait(std::unique_lock<std::mutex>& lock);
   void wake();
-  void split(size_t f);
+  void cut(std::unique_lock<std::mutex>& lock, size_t f);
+  bool read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size);
+  void publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<Object>& batch, bool last);
   void render(std::unique_lock<std::mutex>& lock, size_t f, size_t k);
   // With the token held: writes every finished object in order, then gives
   // the token back.
   void drain(std::unique_lock<std::mutex>& lock);
   void advance();  // past the object at the writer's position
+  void settle();   // past files whose objects are all written
   void write_out(const char* data, size_t size);
   void progress_line(std::chrono::steady_clock::time_point start, bool& shown);
 
@@ -72,9 +85,9 @@ class Runner {
   std::condition_variable done_;  // the last worker has left
   size_t waiters_ = 0;
   std::vector<FileState> files_;
-  std::set<size_t> open_;  // split files with unclaimed objects
+  std::set<size_t> open_;  // files with unclaimed objects
   size_t next_file_ = 0;
-  size_t splitting_ = 0;
+  size_t cutting_ = 0;      // files being read and cut
   size_t outstanding_ = 0;  // claimed and not written
   size_t buffered_ = 0;     // bytes of finished, unwritten objects
   size_t wfile_ = 0, wobj_ = 0;  // the object the output waits for
@@ -133,32 +146,101 @@ void Runner::write_out(const char* data, size_t size) {
   }
 }
 
-void Runner::split(size_t f) {
+void Runner::publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<Object>& batch, bool last) {
+  lock.lock();
+  FileState& file = files_[f];
+  for (Object& object : batch) {
+    file.objects.push_back(std::move(object));
+    file.slots.emplace_back();
+  }
+  batch.clear();
+  if (file.next_claim < file.objects.size()) open_.insert(f);
+  if (last) {
+    file.cut = true;
+    --cutting_;
+    // The output may have been waiting for the end of this file.
+    if (!writing_ && wfile_ == f) {
+      writing_ = true;
+      drain(lock);
+    }
+  }
+  wake();
+  lock.unlock();
+}
+
+// Reads a large regular file in pieces; when it is PEM (a BEGIN line in its
+// first piece), the blocks whose text is in are handed out while the rest is
+// read. False when it is not: the whole file is read then, for the caller
+// to cut.
+bool Runner::read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size) {
+  InputBytes& data = files_[f].data;  // no one else looks at it before its objects are out
+  data.data.reset(new uint8_t[size]);
+  data.size = 0;
+  PemCutter cutter;
+  std::vector<Object> batch;
+  std::optional<bool> pem;
+  for (;;) {
+    const size_t want = pem == false ? size - data.size : std::min(kReadChunk, size - data.size);
+    const ssize_t n = read(fd, data.data.get() + data.size, want);
+    if (n < 0 && errno == EINTR) continue;
+    if (n > 0) data.size += static_cast<size_t>(n);
+    const bool complete = n <= 0 || data.size == size;  // a read error ends the text too
+    if (!pem && (complete || data.size >= kReadChunk))
+      pem = looks_like_pem(std::string_view(reinterpret_cast<const char*>(data.data.get()), data.size));
+    if (pem == true) {
+      cutter.feed(data.view(), complete, batch);
+      if (complete && cutter.objects() == 0)
+        batch.emplace_back().failure = Failure{kNoBlock, std::nullopt, std::nullopt};
+      if (complete || !batch.empty()) publish(lock, f, batch, complete);
+    }
+    if (complete) return pem == true;
+  }
+}
+
+void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
   FileState& file = files_[f];
   const Input& input = inputs_[f];
+  std::vector<Object> objects;
   std::string error;
   if (input.failure) {
     error = *input.failure;
-  } else if (read_input(input.path, file.data, error)) {
-    file.objects = split_input(file.data.view());
-    return;
+  } else if (input.path != "-") {
+    const int fd = open(input.path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat st;
+    if (fd >= 0 && fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<size_t>(st.st_size) > kReadChunk &&
+        read_cutting(lock, f, fd, static_cast<size_t>(st.st_size))) {
+      close(fd);
+      return;
+    }
+    if (fd >= 0) close(fd);
   }
-  Object& failed = file.objects.emplace_back();
-  failed.failure = Failure{std::move(error), std::nullopt, std::nullopt};
+  // Small files, standard input, and large files that are not PEM.
+  if (!input.failure && (file.data.size > 0 || read_input(input.path, file.data, error))) {
+    objects = split_input(file.data.view());
+  } else {
+    objects.emplace_back().failure = Failure{std::move(error), std::nullopt, std::nullopt};
+  }
+  publish(lock, f, objects, true);
+}
+
+void Runner::settle() {
+  while (wfile_ < files_.size() && files_[wfile_].cut && wobj_ == files_[wfile_].objects.size()) {
+    files_[wfile_] = FileState{};  // release the file's bytes
+    ++wfile_;
+    wobj_ = 0;
+  }
 }
 
 void Runner::advance() {
-  FileState& file = files_[wfile_];
   --outstanding_;
-  if (++wobj_ < file.objects.size()) return;
-  file = FileState{};  // release the file's bytes
-  ++wfile_;
-  wobj_ = 0;
+  ++wobj_;
+  settle();
 }
 
 void Runner::drain(std::unique_lock<std::mutex>& lock) {
   for (;;) {
-    while (wfile_ < files_.size() && files_[wfile_].split && files_[wfile_].slots[wobj_].done) {
+    settle();
+    while (wfile_ < files_.size() && wobj_ < files_[wfile_].slots.size() && files_[wfile_].slots[wobj_].done) {
       Slot& slot = files_[wfile_].slots[wobj_];
       pending_.append(slot.text);
       buffered_ -= slot.text.size();
@@ -180,9 +262,10 @@ void Runner::drain(std::unique_lock<std::mutex>& lock) {
 }
 
 void Runner::render(std::unique_lock<std::mutex>& lock, size_t f, size_t k) {
+  const Object& object = files_[f].objects[k];
   lock.unlock();
   StreamSink sink(*this, f, k);
-  const bool good = render_object(inputs_[f].path, files_[f].objects[k], options_.render, sink);
+  const bool good = render_object(inputs_[f].path, object, options_.render, sink);
   objects_.fetch_add(1, std::memory_order_relaxed);
   if (!good) errors_.fetch_add(1, std::memory_order_relaxed);
   if (sink.holding) {
@@ -229,23 +312,14 @@ void Runner::work() {
         continue;
       }
       ++next_file_;
-      ++splitting_;
-      ++outstanding_;
+      ++cutting_;
       lock.unlock();
-      split(f);
+      cut(lock, f);  // publishes, and leaves the lock unlocked
       lock.lock();
-      --splitting_;
-      FileState& file = files_[f];
-      file.slots.resize(file.objects.size());
-      file.next_claim = 1;
-      if (file.objects.size() > 1) open_.insert(f);  // the others count once claimed
-      file.split = true;
-      wake();
-      render(lock, f, 0);
       continue;
     }
-    if (splitting_ == 0) break;
-    wait(lock);  // a file being split may bring more objects
+    if (cutting_ == 0) break;
+    wait(lock);  // a file being cut may bring more objects
   }
   if (--running_ == 0) done_.notify_all();
 }
