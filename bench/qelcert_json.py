@@ -27,7 +27,7 @@ import argparse, base64, hashlib, json, os, re, sys, warnings  # noqa: E401
 
 from cryptography import x509
 from cryptography.exceptions import UnsupportedAlgorithm
-from cryptography.hazmat.primitives.asymmetric import dsa, ec, ed448, ed25519, rsa, x448, x25519
+from cryptography.hazmat.primitives.asymmetric import ec, ed448, ed25519, rsa
 from cryptography.x509 import name as x509name
 from cryptography.x509.oid import AuthorityInformationAccessOID, ExtensionOID
 
@@ -189,9 +189,7 @@ def public_key(obj, spki):
         out["bits"] = 256
     elif isinstance(key, ed448.Ed448PublicKey):
         out["bits"] = 456
-    elif not isinstance(key, (x25519.X25519PublicKey, x448.X448PublicKey, dsa.DSAPublicKey)):
-        raise ValueError(f"public key of a kind not handled: {type(key).__name__}")
-    return out
+    return out  # DSA, X25519, X448 and the rest: no size
 
 
 def general_name(g):
@@ -275,19 +273,56 @@ def extensions(exts):
     return {"extensions": listed, **typed}
 
 
+def one_by_one(der, tbs):
+    """The Extensions of the certificate `der`, each read by `cryptography` on
+    its own, for when it refuses the list as a whole: it checks every
+    extension, also those the output only lists (name constraints, ...), and
+    refuses repeated ones. Each extension is put alone into a copy of the
+    certificate, which is then read (the signature is not checked)."""
+    kids = inside(tbs)
+    if kids[-1][0] != 0xA3:
+        raise ValueError("extensions refused, and none found")
+    head = tbs[kids[0][1]:kids[-1][1]]
+    rest = der[inside(der)[1][1]:]
+    exts, seen = [], set()
+    (_, _, body, stop), = children(tbs, kids[-1][2], kids[-1][3])
+    for _, start, _, end in children(tbs, body, stop):
+        alone = tlv(0x30, tlv(0x30, head + tlv(0xA3, tlv(0x30, tbs[start:end]))) + rest)
+        try:
+            e, = x509.load_der_x509_certificate(alone).extensions
+        except Exception:  # noqa: BLE001
+            # Refused alone: fine for one the output only lists, whose OID and
+            # critical flag are all it shows; otherwise the object is refused.
+            parts = children(tbs, *element(tbs, start)[1:])
+            oid = x509.ObjectIdentifier(dotted(tbs[parts[0][2]:parts[0][3]]))
+            if oid.dotted_string in READ:
+                raise
+            critical = parts[1][0] == 0x01 and tbs[parts[1][2]:parts[1][3]] != b"\0"
+            e = x509.Extension(oid, critical, x509.UnrecognizedExtension(oid, tbs[parts[-1][2]:parts[-1][3]]))
+        if e.oid.dotted_string in READ and e.oid in seen:
+            raise ValueError(f"extension {e.oid.dotted_string} twice")
+        seen.add(e.oid)
+        exts.append(e)
+    return exts
+
+
 def certificate(der):
     c = x509.load_der_x509_certificate(der)
     tbs = c.tbs_certificate_bytes
     # Children of the TBSCertificate: version (when there is one), serial,
     # signature, issuer, validity, subject, key.
     base = lambda kids: 1 if kids[0][0] == 0xA0 else 0  # noqa: E731
+    try:
+        exts = c.extensions
+    except (ValueError, x509.DuplicateExtension, x509.UnsupportedGeneralNameType):
+        exts = one_by_one(der, tbs)
     return {"type": "certificate", "version": c.version.value + 1, "serial": hex_int(c.serial_number),
             "signature_algorithm": c.signature_algorithm_oid.dotted_string,
             "issuer": name_of(lambda: c.issuer, tbs, lambda k: base(k) + 2),
             "subject": name_of(lambda: c.subject, tbs, lambda k: base(k) + 4),
             "not_before": when(c.not_valid_before_utc), "not_after": when(c.not_valid_after_utc),
             "public_key": public_key(c, lambda: element_at(tbs, lambda k: base(k) + 5)),
-            **extensions(c.extensions)}
+            **extensions(exts)}
 
 
 def request(der):
