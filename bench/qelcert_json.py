@@ -374,7 +374,8 @@ def crl(der):
 # ---------------------------------------------------------------------------
 # Files, objects and lines
 
-PEM_BLOCK = re.compile(rb"-----BEGIN ([^\r\n-]*)-----\r?\n(.*?)-----END ([^\r\n-]*)-----", re.S)
+PEM_BEGIN = re.compile(rb"^-----BEGIN ([^\r\n]*?)-----[ \t\r]*$", re.M)
+PEM_END = re.compile(rb"^-----END ([^\r\n]*?)-----[ \t\r]*$", re.M)
 PEM_READERS = {b"CERTIFICATE": certificate, b"X509 CRL": crl, b"CERTIFICATE REQUEST": request,
                b"NEW CERTIFICATE REQUEST": request}
 
@@ -414,24 +415,38 @@ def decode(der):
     raise first
 
 
+def is_der(data):
+    try:
+        return data[:1] == b"\x30" and element(data, 0)[2] == len(data)
+    except (IndexError, ValueError):
+        return False
+
+
 def objects(data):
-    """(format, der or None, error text or None, reader or None) of each object."""
-    if data[:1] != b"\x30" and b"-----BEGIN " in data:
-        for m in PEM_BLOCK.finditer(data):
-            label = m.group(1)
-            if label != m.group(3):
-                yield "pem", None, "END label differs", None
-            elif label not in PEM_READERS:
-                yield "pem", None, f"PEM label {label.decode('latin-1')} not read", None
-            else:
-                try:
-                    der = base64.b64decode(re.sub(rb"\s+", b"", m.group(2)), validate=True)
-                except ValueError:
-                    yield "pem", None, "bad base64", None
-                else:
-                    yield "pem", der, None, PEM_READERS[label]
+    """(format, der or None, error text or None, reader or None) of each object:
+    the one object of a DER file, or every block of a PEM text."""
+    if is_der(data) or not PEM_BEGIN.search(data):
+        yield "der", data, None, None
         return
-    yield "der", data, None, None
+    pos = 0
+    while (begin := PEM_BEGIN.search(data, pos)) is not None:
+        end = PEM_END.search(data, begin.end())
+        label = begin.group(1)
+        if end is None:
+            yield "pem", None, "no END line", None
+            return
+        pos = end.end()
+        if end.group(1) != label:
+            yield "pem", None, "END label differs", None
+        elif label not in PEM_READERS:
+            yield "pem", None, f"PEM label {label.decode('latin-1')} not read", None
+        else:
+            try:
+                der = base64.b64decode(re.sub(rb"\s+", b"", data[begin.end():end.start()]), validate=True)
+            except ValueError:
+                yield "pem", None, "bad base64", None
+            else:
+                yield "pem", der, None, PEM_READERS[label]
 
 
 def lines(path, data, digests):
