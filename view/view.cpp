@@ -413,7 +413,8 @@ void append_escaped(std::string& out, std::string_view value) {
   out.append(value.data() + start, value.size() - start);
 }
 
-// Calls `visit(rdn_index, attribute)` for every attribute, in encoded order.
+// Calls `visit(rdn_index, nullptr)` at the start of every RDN and
+// `visit(rdn_index, &attribute)` for each of its attributes, in encoded order.
 template <class Visit>
 view_error walk_name(bytes_view der, size_t base, Visit&& visit) {
   const uint8_t* origin = der.data() - base;
@@ -423,6 +424,7 @@ view_error walk_name(bytes_view der, size_t base, Visit&& visit) {
   Walker rdns(name.content, origin);
   Element rdn, attr, type, value;
   for (size_t index = 0; !rdns.at_end() && rdns.take(rdn, 0x31); ++index) {
+    visit(index, static_cast<const NameAttribute*>(nullptr));
     Walker attrs(rdn.content, origin);
     while (!attrs.at_end() && attrs.take(attr, 0x30)) {
       Walker fields(attr.content, origin);
@@ -432,7 +434,7 @@ view_error walk_name(bytes_view der, size_t base, Visit&& visit) {
         a.tag = value.tag;
         a.value = value.content;
         a.value_der = value.whole;
-        visit(index, a);
+        visit(index, &a);
       } else {
         return fields.error();
       }
@@ -940,34 +942,35 @@ std::string NameAttribute::text() const {
 
 found<std::vector<RelativeName>> NameView::rdns() const {
   std::vector<RelativeName> rdns;
-  const view_error error = walk_name(der_, base_, [&](size_t index, const NameAttribute& a) {
-    if (index >= rdns.size()) rdns.resize(index + 1);
-    rdns[index].push_back(a);
+  const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
+    if (a == nullptr) rdns.emplace_back();
+    else rdns.back().push_back(*a);
   });
   if (error.code != 0) return malformed<std::vector<RelativeName>>(error);
   return present(std::move(rdns));
 }
 
 std::string NameView::rfc4514() const {
+  // Each RDN's first item is its start (no attribute), then its attributes.
   struct Item {
-    size_t rdn;
+    bool start;
     NameAttribute attribute;
   };
   std::vector<Item> items;
-  const view_error error = walk_name(der_, base_, [&](size_t index, const NameAttribute& a) {
-    items.push_back({index, a});
+  const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
+    items.push_back(a == nullptr ? Item{true, {}} : Item{false, *a});
   });
   std::string out;
   if (error.code != 0) return out;
   std::string value;
   // RDNs last first, the attributes of each in encoded order.
   for (size_t end = items.size(); end > 0;) {
-    size_t begin = end;
-    while (begin > 0 && items[begin - 1].rdn == items[end - 1].rdn) --begin;
+    size_t begin = end - 1;
+    while (!items[begin].start) --begin;
     if (end != items.size()) out += ',';
-    for (size_t i = begin; i < end; ++i) {
+    for (size_t i = begin + 1; i < end; ++i) {
       const NameAttribute& a = items[i].attribute;
-      if (i != begin) out += '+';
+      if (i != begin + 1) out += '+';
       if (const char* name = short_name(a.type)) out += name;
       else out += a.type.text();
       out += '=';
