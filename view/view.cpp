@@ -783,6 +783,40 @@ found<sys_seconds> time_field(bytes_view whole, size_t base) {
   return present(*t);
 }
 
+// Field size of a named curve; 0 for curves not listed.
+uint32_t curve_bits(bytes_view curve) {
+  struct Curve {
+    uint8_t content[12];
+    size_t size;
+    uint32_t bits;
+  };
+  static const std::vector<Curve> curves = [] {
+    static constexpr struct {
+      const char* oid;
+      uint32_t bits;
+    } kCurves[] = {
+        {"1.2.840.10045.3.1.7", 256},   {"1.3.132.0.34", 384},           {"1.3.132.0.35", 521},
+        {"1.3.132.0.10", 256},          {"1.3.132.0.33", 224},           {"1.2.840.10045.3.1.1", 192},
+        {"1.3.36.3.3.2.8.1.1.7", 256},  {"1.3.36.3.3.2.8.1.1.11", 384}, {"1.3.36.3.3.2.8.1.1.13", 512},
+        {"1.3.132.0.1", 163},           {"1.3.132.0.15", 163},           {"1.3.132.0.26", 233},
+        {"1.3.132.0.27", 233},          {"1.3.132.0.16", 283},           {"1.3.132.0.17", 283},
+        {"1.3.132.0.36", 409},          {"1.3.132.0.37", 409},           {"1.3.132.0.38", 571},
+        {"1.3.132.0.39", 571},
+    };
+    std::vector<Curve> out;
+    for (const auto& c : kCurves) {
+      Curve curve{};
+      curve.size = encode_oid(c.oid, curve.content, sizeof curve.content);
+      curve.bits = c.bits;
+      out.push_back(curve);
+    }
+    return out;
+  }();
+  for (const Curve& c : curves)
+    if (same(curve, bytes_view(c.content, c.size))) return c.bits;
+  return 0;
+}
+
 found<PublicKeyInfo> read_public_key(bytes_view spki, size_t base) {
   const uint8_t* origin = spki.data() - base;
   Element whole, alg, key, oid, params;
@@ -818,20 +852,7 @@ found<PublicKeyInfo> read_public_key(bytes_view spki, size_t base) {
       const bytes_view named(curve->bytes, static_cast<size_t>(curve->length));
       // Point at the DER rather than the record, which goes away here.
       info.curve.content = info.parameters.subspan(info.parameters.size() - named.size());
-      static constexpr struct {
-        const char* oid;
-        uint32_t bits;
-      } kCurves[] = {
-          {"1.2.840.10045.3.1.7", 256}, {"1.3.132.0.34", 384},  {"1.3.132.0.35", 521},
-          {"1.3.132.0.10", 256},        {"1.3.132.0.33", 224},  {"1.2.840.10045.3.1.1", 192},
-          {"1.3.36.3.3.2.8.1.1.7", 256}, {"1.3.36.3.3.2.8.1.1.11", 384},
-          {"1.3.36.3.3.2.8.1.1.13", 512}, {"1.3.132.0.1", 163}, {"1.3.132.0.15", 163},
-          {"1.3.132.0.26", 233},        {"1.3.132.0.27", 233},  {"1.3.132.0.16", 283},
-          {"1.3.132.0.17", 283},        {"1.3.132.0.36", 409},  {"1.3.132.0.37", 409},
-          {"1.3.132.0.38", 571},        {"1.3.132.0.39", 571},
-      };
-      for (const auto& c : kCurves)
-        if (info.curve.is(c.oid)) info.bits = c.bits;
+      info.bits = curve_bits(info.curve.content);
     }
   } else if (same(oid.content, kEd25519)) {
     info.bits = 256;
