@@ -7,6 +7,7 @@
 
 #include "bench/alloc_count.h"
 #include "bench/floor.h"
+#include "bench/inputs.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -230,6 +231,8 @@ void BM_OpenSSLEncodeCached(benchmark::State& state) { openssl_encode(state, fal
 #endif
 
 }  // namespace
+
+const std::vector<std::vector<uint8_t>>& qel_bench::ca_certificates() { return certificate_set(1); }
 
 BENCHMARK(BM_QelDecode)->Arg(0)->Arg(1);
 BENCHMARK(BM_FloorWalk)->Arg(0)->Arg(1);

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "bench/floor.h"
+#include "bench/inputs.h"
 #include "types/crl.h"
 #include "types/messages.h"
 
@@ -252,6 +253,8 @@ void BM_Pkcs7OpenSSLDecode(benchmark::State& state) {
 }
 
 }  // namespace
+
+const std::vector<uint8_t>& qel_bench::revocation_list(int entries) { return crl_of(entries); }
 
 BENCHMARK(BM_CrlQelDecode)->Arg(0)->Arg(100)->Arg(2048);
 BENCHMARK(BM_CrlFloor)->Arg(0)->Arg(100)->Arg(2048);

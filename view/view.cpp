@@ -213,10 +213,14 @@ void append_utf8(std::string& out, uint32_t c) {
 
 // Octets below 0x80 as they are, the others as U+FFFD.
 void append_ascii(std::string& out, bytes_view octets) {
-  for (uint8_t b : octets) {
-    if (b < 0x80) out += static_cast<char>(b);
-    else out += "\xEF\xBF\xBD";
+  size_t start = 0;
+  for (size_t i = 0; i < octets.size(); ++i) {
+    if (octets[i] < 0x80) continue;
+    out.append(reinterpret_cast<const char*>(octets.data()) + start, i - start);
+    out += "\xEF\xBF\xBD";
+    start = i + 1;
   }
+  out.append(reinterpret_cast<const char*>(octets.data()) + start, octets.size() - start);
 }
 
 void append_latin1(std::string& out, bytes_view octets) {
@@ -394,21 +398,23 @@ const char* short_name(const Oid& type) {
 }
 
 void append_escaped(std::string& out, std::string_view value) {
+  size_t start = 0;
   for (size_t i = 0; i < value.size(); ++i) {
     const char c = value[i];
-    if (c == '\0') {
-      out += "\\00";
-      continue;
-    }
     const bool special = c == '"' || c == '+' || c == ',' || c == ';' || c == '<' || c == '>' ||
-                         c == '\\' || (i == 0 && (c == '#' || c == ' ')) ||
+                         c == '\\' || c == '\0' || (i == 0 && (c == '#' || c == ' ')) ||
                          (i + 1 == value.size() && c == ' ');
-    if (special) out += '\\';
-    out += c;
+    if (!special) continue;
+    out.append(value.data() + start, i - start);
+    out += c == '\0' ? "\\00" : "\\";
+    if (c != '\0') out += c;
+    start = i + 1;
   }
+  out.append(value.data() + start, value.size() - start);
 }
 
-// Calls `visit(rdn_index, attribute)` for every attribute, in encoded order.
+// Calls `visit(rdn_index, nullptr)` at the start of every RDN and
+// `visit(rdn_index, &attribute)` for each of its attributes, in encoded order.
 template <class Visit>
 view_error walk_name(bytes_view der, size_t base, Visit&& visit) {
   const uint8_t* origin = der.data() - base;
@@ -418,6 +424,7 @@ view_error walk_name(bytes_view der, size_t base, Visit&& visit) {
   Walker rdns(name.content, origin);
   Element rdn, attr, type, value;
   for (size_t index = 0; !rdns.at_end() && rdns.take(rdn, 0x31); ++index) {
+    visit(index, static_cast<const NameAttribute*>(nullptr));
     Walker attrs(rdn.content, origin);
     while (!attrs.at_end() && attrs.take(attr, 0x30)) {
       Walker fields(attr.content, origin);
@@ -427,7 +434,7 @@ view_error walk_name(bytes_view der, size_t base, Visit&& visit) {
         a.tag = value.tag;
         a.value = value.content;
         a.value_der = value.whole;
-        visit(index, a);
+        visit(index, &a);
       } else {
         return fields.error();
       }
@@ -755,18 +762,12 @@ view_error walk_extensions(bytes_view der, size_t base, Visit&& visit) {
   return w.error();
 }
 
-// The extension with OID octets `oid`, read by `read`.
-template <class T>
-found<T> typed(bytes_view der, size_t base, bytes_view oid, found<T> (*read)(const ExtensionRef&)) {
-  found<T> result;
-  const view_error error = walk_extensions(der, base, [&](const ExtensionRef& ext) {
-    if (!same(ext.oid.content, oid)) return true;
-    result = read(ext);
-    return false;
-  });
-  if (error.code != 0) return malformed<T>(error);
-  return result;
-}
+// The extensions the typed answers read, in ExtensionsView's index order.
+constexpr bytes_view kKnown[ExtensionsView::kKnownKinds] = {
+    kSubjectAltName, kIssuerAltName, kBasicConstraints, kKeyUsage,       kExtKeyUsage, kSubjectKeyId,
+    kAuthorityKeyId, kCrlDistributionPoints, kAuthorityInfoAccess, kCertificatePolicies, kCrlNumber,
+    kReasonCode};
+enum Known : size_t { kSan, kIan, kBc, kKu, kEku, kSki, kAki, kCrlDp, kAia, kPolicies, kCrlNum, kReason };
 
 // Seconds of a time element.
 std::optional<sys_seconds> time_of(const Element& e) { return decode_time(e.tag, e.content); }
@@ -780,6 +781,40 @@ found<sys_seconds> time_field(bytes_view whole, size_t base) {
   const auto t = time_of(e);
   if (!t) return malformed<sys_seconds>(error_at(ASN_FIELD_FAILED, whole, origin));
   return present(*t);
+}
+
+// Field size of a named curve; 0 for curves not listed.
+uint32_t curve_bits(bytes_view curve) {
+  struct Curve {
+    uint8_t content[12];
+    size_t size;
+    uint32_t bits;
+  };
+  static const std::vector<Curve> curves = [] {
+    static constexpr struct {
+      const char* oid;
+      uint32_t bits;
+    } kCurves[] = {
+        {"1.2.840.10045.3.1.7", 256},   {"1.3.132.0.34", 384},           {"1.3.132.0.35", 521},
+        {"1.3.132.0.10", 256},          {"1.3.132.0.33", 224},           {"1.2.840.10045.3.1.1", 192},
+        {"1.3.36.3.3.2.8.1.1.7", 256},  {"1.3.36.3.3.2.8.1.1.11", 384}, {"1.3.36.3.3.2.8.1.1.13", 512},
+        {"1.3.132.0.1", 163},           {"1.3.132.0.15", 163},           {"1.3.132.0.26", 233},
+        {"1.3.132.0.27", 233},          {"1.3.132.0.16", 283},           {"1.3.132.0.17", 283},
+        {"1.3.132.0.36", 409},          {"1.3.132.0.37", 409},           {"1.3.132.0.38", 571},
+        {"1.3.132.0.39", 571},
+    };
+    std::vector<Curve> out;
+    for (const auto& c : kCurves) {
+      Curve curve{};
+      curve.size = encode_oid(c.oid, curve.content, sizeof curve.content);
+      curve.bits = c.bits;
+      out.push_back(curve);
+    }
+    return out;
+  }();
+  for (const Curve& c : curves)
+    if (same(curve, bytes_view(c.content, c.size))) return c.bits;
+  return 0;
 }
 
 found<PublicKeyInfo> read_public_key(bytes_view spki, size_t base) {
@@ -817,20 +852,7 @@ found<PublicKeyInfo> read_public_key(bytes_view spki, size_t base) {
       const bytes_view named(curve->bytes, static_cast<size_t>(curve->length));
       // Point at the DER rather than the record, which goes away here.
       info.curve.content = info.parameters.subspan(info.parameters.size() - named.size());
-      static constexpr struct {
-        const char* oid;
-        uint32_t bits;
-      } kCurves[] = {
-          {"1.2.840.10045.3.1.7", 256}, {"1.3.132.0.34", 384},  {"1.3.132.0.35", 521},
-          {"1.3.132.0.10", 256},        {"1.3.132.0.33", 224},  {"1.2.840.10045.3.1.1", 192},
-          {"1.3.36.3.3.2.8.1.1.7", 256}, {"1.3.36.3.3.2.8.1.1.11", 384},
-          {"1.3.36.3.3.2.8.1.1.13", 512}, {"1.3.132.0.1", 163}, {"1.3.132.0.15", 163},
-          {"1.3.132.0.26", 233},        {"1.3.132.0.27", 233},  {"1.3.132.0.16", 283},
-          {"1.3.132.0.17", 283},        {"1.3.132.0.36", 409},  {"1.3.132.0.37", 409},
-          {"1.3.132.0.38", 571},        {"1.3.132.0.39", 571},
-      };
-      for (const auto& c : kCurves)
-        if (info.curve.is(c.oid)) info.bits = c.bits;
+      info.bits = curve_bits(info.curve.content);
     }
   } else if (same(oid.content, kEd25519)) {
     info.bits = 256;
@@ -854,9 +876,10 @@ bool small_version(const Element& e, int& version) {
 
 std::string Oid::text() const {
   std::string out;
+  if (content.empty() || (content.back() & 0x80) != 0) return out;
+  char buf[24];
   uint64_t arc = 0;
   bool first = true;
-  if (content.empty()) return out;
   for (size_t i = 0; i < content.size(); ++i) {
     if (arc > (UINT64_MAX >> 7)) return {};
     arc = arc << 7 | (content[i] & 0x7F);
@@ -864,16 +887,18 @@ std::string Oid::text() const {
     if (first) {
       const uint64_t top = arc < 40 ? 0 : arc < 80 ? 1 : 2;
       out += static_cast<char>('0' + top);
-      out += '.';
-      out += std::to_string(arc - top * 40);
+      arc -= top * 40;
       first = false;
-    } else {
-      out += '.';
-      out += std::to_string(arc);
     }
-    arc = 0;
+    char* end = buf + sizeof buf;
+    char* p = end;
+    do {
+      *--p = static_cast<char>('0' + arc % 10);
+      arc /= 10;
+    } while (arc != 0);
+    *--p = '.';
+    out.append(p, static_cast<size_t>(end - p));
   }
-  if ((content.back() & 0x80) != 0) return {};
   return out;
 }
 
@@ -938,25 +963,35 @@ std::string NameAttribute::text() const {
 
 found<std::vector<RelativeName>> NameView::rdns() const {
   std::vector<RelativeName> rdns;
-  const view_error error = walk_name(der_, base_, [&](size_t index, const NameAttribute& a) {
-    if (index >= rdns.size()) rdns.resize(index + 1);
-    rdns[index].push_back(a);
+  const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
+    if (a == nullptr) rdns.emplace_back();
+    else rdns.back().push_back(*a);
   });
   if (error.code != 0) return malformed<std::vector<RelativeName>>(error);
   return present(std::move(rdns));
 }
 
 std::string NameView::rfc4514() const {
-  const auto rdns = this->rdns();
+  // Each RDN's first item is its start (no attribute), then its attributes.
+  struct Item {
+    bool start;
+    NameAttribute attribute;
+  };
+  std::vector<Item> items;
+  const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
+    items.push_back(a == nullptr ? Item{true, {}} : Item{false, *a});
+  });
   std::string out;
-  if (!rdns) return out;
+  if (error.code != 0) return out;
   std::string value;
-  for (size_t i = rdns.value.size(); i-- > 0;) {
-    if (i + 1 != rdns.value.size()) out += ',';
-    bool first = true;
-    for (const NameAttribute& a : rdns.value[i]) {
-      if (!first) out += '+';
-      first = false;
+  // RDNs last first, the attributes of each in encoded order.
+  for (size_t end = items.size(); end > 0;) {
+    size_t begin = end - 1;
+    while (!items[begin].start) --begin;
+    if (end != items.size()) out += ',';
+    for (size_t i = begin + 1; i < end; ++i) {
+      const NameAttribute& a = items[i].attribute;
+      if (i != begin + 1) out += '+';
       if (const char* name = short_name(a.type)) out += name;
       else out += a.type.text();
       out += '=';
@@ -968,6 +1003,7 @@ std::string NameView::rfc4514() const {
         append_hex(out, a.value_der);
       }
     }
+    end = begin;
   }
   return out;
 }
@@ -1012,39 +1048,67 @@ bool ExtensionsView::decodes(const ExtensionRef& ext) {
   return false;
 }
 
+ExtensionsView::ExtensionsView(bytes_view der, size_t base) : der_(der), base_(base) {
+  list_error_ = walk_extensions(der_, base_, [&](const ExtensionRef& ext) {
+    for (size_t kind = 0; kind < kKnownKinds; ++kind) {
+      if (known_[kind] == 0 && same(ext.oid.content, kKnown[kind])) {
+        known_[kind] = static_cast<uint32_t>(ext.offset - base_ + 1);
+        break;
+      }
+    }
+    return true;
+  });
+}
+
+template <class T>
+found<T> ExtensionsView::known(size_t kind, found<T> (*read)(const ExtensionRef&)) const {
+  if (list_error_.code != 0) return malformed<T>(list_error_);
+  if (known_[kind] == 0) return {};
+  // The Extension element from its own offset to the end of the list: the
+  // walk reads that one and stops.
+  const size_t at = known_[kind] - 1;
+  Element e;
+  const uint8_t* origin = der_.data() - base_;
+  Walker w(der_.subspan(at), origin);
+  w.take(e, 0x30);
+  ExtensionRef ref;
+  Walker fields(e.content, origin);
+  Element oid, flag, value;
+  fields.take(oid, 0x06);
+  if (fields.maybe(flag, 0x01)) ref.critical = flag.content[0] != 0;
+  fields.take(value, 0x04);
+  ref.oid.content = oid.content;
+  ref.value = value.content;
+  ref.offset = base_ + at;
+  ref.value_offset = static_cast<size_t>(value.content.data() - origin);
+  return read(ref);
+}
+
 found<std::vector<GeneralNameValue>> ExtensionsView::subject_alt_names() const {
-  return typed(der_, base_, kSubjectAltName, read_alt_names);
+  return known(kSan, read_alt_names);
 }
 found<std::vector<GeneralNameValue>> ExtensionsView::issuer_alt_names() const {
-  return typed(der_, base_, kIssuerAltName, read_alt_names);
+  return known(kIan, read_alt_names);
 }
 found<BasicConstraintsValue> ExtensionsView::basic_constraints() const {
-  return typed(der_, base_, kBasicConstraints, read_basic_constraints);
+  return known(kBc, read_basic_constraints);
 }
-found<uint16_t> ExtensionsView::key_usage() const { return typed(der_, base_, kKeyUsage, read_key_usage); }
-found<std::vector<Oid>> ExtensionsView::extended_key_usage() const {
-  return typed(der_, base_, kExtKeyUsage, read_oid_list);
-}
-found<bytes_view> ExtensionsView::subject_key_id() const {
-  return typed(der_, base_, kSubjectKeyId, read_octet_string);
-}
+found<uint16_t> ExtensionsView::key_usage() const { return known(kKu, read_key_usage); }
+found<std::vector<Oid>> ExtensionsView::extended_key_usage() const { return known(kEku, read_oid_list); }
+found<bytes_view> ExtensionsView::subject_key_id() const { return known(kSki, read_octet_string); }
 found<bytes_view> ExtensionsView::authority_key_id() const {
-  const auto aki = typed(der_, base_, kAuthorityKeyId, read_authority_key_id);
+  const auto aki = known(kAki, read_authority_key_id);
   if (aki.malformed()) return malformed<bytes_view>(aki.error);
   if (!aki || !aki.value) return {};
   return present(*aki.value);
 }
 found<std::vector<DistributionPointValue>> ExtensionsView::crl_distribution_points() const {
-  return typed(der_, base_, kCrlDistributionPoints, read_distribution_points);
+  return known(kCrlDp, read_distribution_points);
 }
-found<AccessValue> ExtensionsView::authority_info_access() const {
-  return typed(der_, base_, kAuthorityInfoAccess, read_access);
-}
-found<std::vector<Oid>> ExtensionsView::policies() const {
-  return typed(der_, base_, kCertificatePolicies, read_policies);
-}
-found<bytes_view> ExtensionsView::crl_number() const { return typed(der_, base_, kCrlNumber, read_integer); }
-found<int32_t> ExtensionsView::reason_code() const { return typed(der_, base_, kReasonCode, read_reason); }
+found<AccessValue> ExtensionsView::authority_info_access() const { return known(kAia, read_access); }
+found<std::vector<Oid>> ExtensionsView::policies() const { return known(kPolicies, read_policies); }
+found<bytes_view> ExtensionsView::crl_number() const { return known(kCrlNum, read_integer); }
+found<int32_t> ExtensionsView::reason_code() const { return known(kReason, read_reason); }
 
 const char* reason_name(int32_t reason) {
   static constexpr const char* kNames[] = {

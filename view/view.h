@@ -200,8 +200,9 @@ class ExtensionsView {
  public:
   ExtensionsView() = default;
   // `der`: the SEQUENCE OF Extension element (empty: no extensions); `base`
-  // its offset in the viewed DER.
-  explicit ExtensionsView(bytes_view der, size_t base = 0) : der_(der), base_(base) {}
+  // its offset in the viewed DER. Walks the list once to find the
+  // extensions the typed answers below read.
+  explicit ExtensionsView(bytes_view der, size_t base = 0);
 
   bytes_view der() const { return der_; }
   // Every extension, in order. Malformed when the list itself does not decode.
@@ -226,9 +227,19 @@ class ExtensionsView {
   found<bytes_view> crl_number() const;  // the INTEGER's content octets
   found<int32_t> reason_code() const;    // CRL entry reason (ENUMERATED value)
 
+  // The extensions the typed answers read, in the order of the index below.
+  static constexpr size_t kKnownKinds = 12;
+
  private:
+  template <class T>
+  found<T> known(size_t kind, found<T> (*read)(const ExtensionRef&)) const;
+
   bytes_view der_;
   size_t base_ = 0;
+  view_error list_error_{};  // where the list itself failed to decode
+  // Per known kind, one past the offset of its first Extension element in
+  // der_; 0 when the list has none.
+  uint32_t known_[kKnownKinds] = {};
 };
 
 // RFC 5280 name of a CRLReason value ("keyCompromise", ...); null for values
