@@ -210,39 +210,44 @@ void append_escaped(std::string& out, std::string_view value) {
   }
 }
 
+// The RFC 4514 text of `rdns`, whose attribute values are `texts` in
+// encoded order: last RDN first, "," between RDNs, "+" inside one.
+void append_rfc4514(std::string& out, const std::vector<RelativeName>& rdns, const std::vector<std::string>& texts) {
+  size_t at = 0;
+  for (const RelativeName& rdn : rdns) at += rdn.size();
+  std::string dotted;
+  for (size_t i = rdns.size(); i-- > 0;) {
+    const RelativeName& rdn = rdns[i];
+    at -= rdn.size();
+    if (i + 1 != rdns.size()) out.push_back(',');
+    for (size_t j = 0; j < rdn.size(); ++j) {
+      if (j) out.push_back('+');
+      if (const char* short_text = short_name(rdn[j].type)) {
+        out.append(short_text);
+      } else {
+        dotted.clear();
+        oid(dotted, rdn[j].type);
+        out.append(dotted, 1, dotted.size() - 2);
+      }
+      out.push_back('=');
+      if (string_tag(rdn[j].tag)) append_escaped(out, texts[at + j]);
+      else out.append(texts[at + j]);
+    }
+  }
+}
+
 // NAME: the RFC 4514 text and the RDNs, from one walk of the name.
 bool name(std::string& out, const char* field, const NameView& view) {
   const found<std::vector<RelativeName>> rdns = view.rdns();
   if (rdns.malformed()) return stop(failure_of(rdns.error, field));
   thread_local std::vector<std::string> texts;
-  thread_local std::string rfc4514, dotted;
-  size_t count = 0;
-  for (const RelativeName& rdn : rdns.value) count += rdn.size();
-  if (texts.size() < count) texts.resize(count);
-  size_t at = 0;
+  thread_local std::string rfc4514;
+  texts.clear();
   for (const RelativeName& rdn : rdns.value)
-    for (const NameAttribute& attribute : rdn) texts[at++] = attribute.text();
-
-  // Last RDN first; `at` counts back through the texts.
+    for (const NameAttribute& attribute : rdn) texts.push_back(attribute.text());
   rfc4514.clear();
-  for (size_t i = rdns.value.size(); i-- > 0;) {
-    const RelativeName& rdn = rdns.value[i];
-    at -= rdn.size();
-    if (i + 1 != rdns.value.size()) rfc4514.push_back(',');
-    for (size_t j = 0; j < rdn.size(); ++j) {
-      if (j) rfc4514.push_back('+');
-      if (const char* short_text = short_name(rdn[j].type)) {
-        rfc4514.append(short_text);
-      } else {
-        dotted.clear();
-        oid(dotted, rdn[j].type);
-        rfc4514.append(dotted, 1, dotted.size() - 2);
-      }
-      rfc4514.push_back('=');
-      if (string_tag(rdn[j].tag)) append_escaped(rfc4514, texts[at + j]);
-      else rfc4514.append(texts[at + j]);
-    }
-  }
+  append_rfc4514(rfc4514, rdns.value, texts);
+  size_t at = 0;
 
   key(out, field);
   out.append("{\"rfc4514\":");
@@ -668,6 +673,15 @@ ObjectType type_of_label(std::string_view label) {
 }
 
 }  // namespace
+
+std::string rfc4514_text(const std::vector<RelativeName>& rdns) {
+  std::vector<std::string> texts;
+  for (const RelativeName& rdn : rdns)
+    for (const NameAttribute& attribute : rdn) texts.push_back(attribute.text());
+  std::string out;
+  append_rfc4514(out, rdns, texts);
+  return out;
+}
 
 void PemCutter::feed(std::span<const uint8_t> bytes, bool complete, std::vector<Object>& out) {
   constexpr std::string_view kBegin = "-----BEGIN ";

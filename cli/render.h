@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "view/view.h"
+
 namespace qel::cli {
 
 enum class ObjectType : uint8_t { automatic, certificate, request, crl };
@@ -75,6 +77,9 @@ class PemCutter {
   bool open_ = false;   // an object has started and not yet ended
   size_t start_ = 0, start_line_ = 0, index_ = 0;
 };
+
+// The RFC 4514 text of a name's RDNs, as the NAME objects give it.
+std::string rfc4514_text(const std::vector<RelativeName>& rdns);
 
 // The failure of a text that looks like PEM but has no block.
 extern const char* const kNoBlock;

@@ -3,7 +3,8 @@
 // three types. Every line must be one JSON object, strictly valid, in valid
 // UTF-8, and there must be exactly one line per object. Each PEM piece, read
 // alone, must give the block that reading the whole text gives, and
-// cutting the text as it arrives must give the same pieces.
+// cutting the text as it arrives must give the same pieces. The bytes read
+// as a name must give the view's RFC 4514 text.
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -204,6 +205,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         std::abort();
     }
   }
+
+  // The NAME objects' RFC 4514 text is the view's, for the bytes as a name.
+  const qel::NameView name_view(bytes);
+  const auto rdns = name_view.rdns();
+  if (rdns.present() && rfc4514_text(rdns.value) != name_view.rfc4514()) std::abort();
 
   Object whole;
   whole.index = 0;
