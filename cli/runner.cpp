@@ -92,7 +92,7 @@ class Runner {
   size_t buffered_ = 0;     // bytes of finished, unwritten objects
   size_t wfile_ = 0, wobj_ = 0;  // the object the output waits for
   bool writing_ = false;         // the write token
-  std::string pending_;          // written text not yet handed to write()
+  std::string pending_;          // finished text not yet handed to write(); the token holder's
   unsigned running_ = 0;
 
   std::atomic<uint64_t> objects_{0}, errors_{0};
@@ -108,10 +108,9 @@ class Runner::StreamSink : public Sink {
       while (runner_.writing_ || runner_.wfile_ != f_ || runner_.wobj_ != k_) runner_.wait(lock);
       runner_.writing_ = true;
       holding = true;
-      std::string before = std::move(runner_.pending_);
-      runner_.pending_.clear();
       lock.unlock();
-      runner_.write_out(before.data(), before.size());
+      runner_.write_out(runner_.pending_.data(), runner_.pending_.size());  // the token holder's alone
+      runner_.pending_.clear();
     }
     runner_.write_out(text.data(), text.size());
     text.clear();
@@ -249,11 +248,10 @@ void Runner::drain(std::unique_lock<std::mutex>& lock) {
     }
     const bool finished = wfile_ == files_.size();
     if (pending_.size() < kWriteChunk && !finished) break;
-    std::string chunk = std::move(pending_);
-    pending_.clear();
     wake();  // the window moved
     lock.unlock();
-    write_out(chunk.data(), chunk.size());
+    write_out(pending_.data(), pending_.size());  // only the token holder touches pending_
+    pending_.clear();
     lock.lock();
     if (finished) break;
   }
@@ -265,6 +263,7 @@ void Runner::render(std::unique_lock<std::mutex>& lock, size_t f, size_t k) {
   const Object& object = files_[f].objects[k];
   lock.unlock();
   StreamSink sink(*this, f, k);
+  sink.text.reserve(4096);  // most lines fit: one allocation each
   const bool good = render_object(inputs_[f].path, object, options_.render, sink);
   objects_.fetch_add(1, std::memory_order_relaxed);
   if (!good) errors_.fetch_add(1, std::memory_order_relaxed);
