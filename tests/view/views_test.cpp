@@ -102,6 +102,31 @@ TEST(Views, Times) {
   }
 }
 
+// UTF-8 with its faults replaced, as Python's bytes.decode("utf-8",
+// "replace") writes it.
+TEST(Views, Utf8Replacement) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"41e282", "41efbfbd"},
+      {"e08080", "efbfbdefbfbdefbfbd"},
+      {"eda080", "efbfbdefbfbdefbfbd"},
+      {"f4908080", "efbfbdefbfbdefbfbdefbfbd"},
+      {"c0af41", "efbfbdefbfbd41"},
+      {"f09f9880", "f09f9880"},
+      {"ff41", "efbfbd41"},
+      {"e2828241", "e2828241"},
+  };
+  for (const auto& [in, expected] : rows) {
+    const auto octets = hex(in);
+    qel::NameAttribute a;
+    a.tag = 0x0C;
+    a.value = octets;
+    const std::string text = a.text();
+    EXPECT_EQ(qel::hex_text(qel::bytes_view(reinterpret_cast<const uint8_t*>(text.data()), text.size())),
+              expected)
+        << in;
+  }
+}
+
 TEST(Views, CutCertificateAndList) {
   const auto cert = read_file(std::string(QEL_TEST_DATA) + "/sample.der");
   for (size_t cut : {size_t{0}, size_t{1}, cert.size() / 2, cert.size() - 1}) {
