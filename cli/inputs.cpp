@@ -66,20 +66,23 @@ std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recu
   return out;
 }
 
-bool read_input(const std::string& path, InputBytes& bytes, std::string& error) {
-  const bool standard = path == "-";
-  const int fd = standard ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+int open_input(const std::string& path, size_t& size, std::string& error) {
+  const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
     error = "cannot open: " + errno_text(errno);
-    return false;
+    return -1;
   }
   struct stat st;
-  size_t expected = 0;  // the size of a regular file: one read more only to see its end
-  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0) expected = static_cast<size_t>(st.st_size);
-  size_t capacity = expected > 0 ? expected + 1 : size_t{64} << 10;
+  size = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 ? static_cast<size_t>(st.st_size) : 0;
+  return fd;
+}
+
+bool read_whole(int fd, size_t size, InputBytes& bytes, std::string& error) {
+  // A regular file's read comes short only at its end, so one read takes a
+  // file that has not grown since its size was asked.
+  size_t capacity = size > 0 ? size + 1 : size_t{64} << 10;
   bytes.data.reset(new uint8_t[capacity]);
   bytes.size = 0;
-  bool ok = true;
   for (;;) {
     if (bytes.size == capacity) {
       capacity *= 2;
@@ -87,18 +90,16 @@ bool read_input(const std::string& path, InputBytes& bytes, std::string& error) 
       std::memcpy(larger.get(), bytes.data.get(), bytes.size);
       bytes.data = std::move(larger);
     }
-    const ssize_t n = read(fd, bytes.data.get() + bytes.size, capacity - bytes.size);
+    const size_t want = capacity - bytes.size;
+    const ssize_t n = read(fd, bytes.data.get() + bytes.size, want);
     if (n < 0) {
       if (errno == EINTR) continue;
       error = "cannot read: " + errno_text(errno);
-      ok = false;
-      break;
+      return false;
     }
-    if (n == 0) break;
     bytes.size += static_cast<size_t>(n);
+    if (n == 0 || (size > 0 && static_cast<size_t>(n) < want)) return true;
   }
-  if (!standard) close(fd);
-  return ok;
 }
 
 }  // namespace qel::cli

@@ -29,8 +29,12 @@ struct InputBytes {
   std::span<const uint8_t> view() const { return {data.get(), size}; }
 };
 
-// Reads an input whole ("-" is standard input). False with `error` set when
-// it cannot be opened or read.
-bool read_input(const std::string& path, InputBytes& bytes, std::string& error);
+// An input opened for reading ("-" is standard input): its descriptor, or
+// -1 with `error` set; `size` is the size of a regular file, else 0.
+int open_input(const std::string& path, size_t& size, std::string& error);
+
+// Reads the rest of an open input whole; `size` as open_input gave it. False
+// with `error` set when a read fails. Does not close `fd`.
+bool read_whole(int fd, size_t size, InputBytes& bytes, std::string& error);
 
 }  // namespace qel::cli

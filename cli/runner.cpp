@@ -200,25 +200,18 @@ void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
   FileState& file = files_[f];
   const Input& input = inputs_[f];
   std::vector<Object> objects;
-  std::string error;
-  if (input.failure) {
-    error = *input.failure;
-  } else if (input.path != "-") {
-    const int fd = open(input.path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat st;
-    if (fd >= 0 && fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<size_t>(st.st_size) > kReadChunk &&
-        read_cutting(lock, f, fd, static_cast<size_t>(st.st_size))) {
-      close(fd);
-      return;
-    }
-    if (fd >= 0) close(fd);
+  std::string error = input.failure.value_or("");
+  size_t size = 0;
+  const int fd = input.failure ? -1 : open_input(input.path, size, error);
+  if (fd >= 0) {
+    const bool cut_while_read = size > kReadChunk && read_cutting(lock, f, fd, size);
+    // Small files, standard input, and large files that are not PEM.
+    const bool whole = cut_while_read || file.data.size > 0 || read_whole(fd, size, file.data, error);
+    if (fd != STDIN_FILENO) close(fd);
+    if (cut_while_read) return;  // its objects are out
+    if (whole) objects = split_input(file.data.view());
   }
-  // Small files, standard input, and large files that are not PEM.
-  if (!input.failure && (file.data.size > 0 || read_input(input.path, file.data, error))) {
-    objects = split_input(file.data.view());
-  } else {
-    objects.emplace_back().failure = Failure{std::move(error), std::nullopt, std::nullopt};
-  }
+  if (objects.empty()) objects.emplace_back().failure = Failure{std::move(error), std::nullopt, std::nullopt};
   publish(lock, f, objects, true);
 }
 
