@@ -164,78 +164,6 @@ void string_list(std::string& out, const std::vector<std::string>& texts) {
   out.push_back(']');
 }
 
-// Short names of the RFC 4514 text; other types are written dotted.
-const char* short_name(const Oid& type) {
-  const bytes_view c = type.content;
-  if (c.size() == 3 && c[0] == 0x55 && c[1] == 0x04) {
-    switch (c[2]) {
-      case 3: return "CN";
-      case 6: return "C";
-      case 7: return "L";
-      case 8: return "ST";
-      case 9: return "STREET";
-      case 10: return "O";
-      case 11: return "OU";
-      default: return nullptr;
-    }
-  }
-  static constexpr uint8_t kPilot[] = {0x09, 0x92, 0x26, 0x89, 0x93, 0xF2, 0x2C, 0x64, 0x01};
-  if (c.size() == sizeof kPilot + 1 && std::equal(kPilot, kPilot + sizeof kPilot, c.begin())) {
-    if (c[sizeof kPilot] == 25) return "DC";
-    if (c[sizeof kPilot] == 1) return "UID";
-  }
-  return nullptr;
-}
-
-// The string types whose values are text; others are written "#" and hex.
-bool string_tag(uint8_t tag) {
-  switch (tag) {
-    case 0x0C: case 0x12: case 0x13: case 0x14: case 0x16: case 0x1A: case 0x1C: case 0x1E: return true;
-    default: return false;
-  }
-}
-
-// An attribute value escaped as RFC 4514 section 2.4 says.
-void append_escaped(std::string& out, std::string_view value) {
-  for (size_t i = 0; i < value.size(); ++i) {
-    const char c = value[i];
-    if (c == '\0') {
-      out.append("\\00");
-      continue;
-    }
-    if (c == '"' || c == '+' || c == ',' || c == ';' || c == '<' || c == '>' || c == '\\' ||
-        (i == 0 && (c == '#' || c == ' ')) || (i + 1 == value.size() && c == ' '))
-      out.push_back('\\');
-    out.push_back(c);
-  }
-}
-
-// The RFC 4514 text of `rdns`, whose attribute values are `texts` in
-// encoded order: last RDN first, "," between RDNs, "+" inside one.
-void append_rfc4514(std::string& out, const std::vector<RelativeName>& rdns, const std::vector<std::string>& texts) {
-  size_t at = 0;
-  for (const RelativeName& rdn : rdns) at += rdn.size();
-  std::string dotted;
-  for (size_t i = rdns.size(); i-- > 0;) {
-    const RelativeName& rdn = rdns[i];
-    at -= rdn.size();
-    if (i + 1 != rdns.size()) out.push_back(',');
-    for (size_t j = 0; j < rdn.size(); ++j) {
-      if (j) out.push_back('+');
-      if (const char* short_text = short_name(rdn[j].type)) {
-        out.append(short_text);
-      } else {
-        dotted.clear();
-        oid(dotted, rdn[j].type);
-        out.append(dotted, 1, dotted.size() - 2);
-      }
-      out.push_back('=');
-      if (string_tag(rdn[j].tag)) append_escaped(out, texts[at + j]);
-      else out.append(texts[at + j]);
-    }
-  }
-}
-
 // NAME: the RFC 4514 text and the RDNs, from one walk of the name.
 bool name(std::string& out, const char* field, const NameView& view) {
   const found<std::vector<RelativeName>> rdns = view.rdns();
@@ -245,8 +173,7 @@ bool name(std::string& out, const char* field, const NameView& view) {
   texts.clear();
   for (const RelativeName& rdn : rdns.value)
     for (const NameAttribute& attribute : rdn) texts.push_back(attribute.text());
-  rfc4514.clear();
-  append_rfc4514(rfc4514, rdns.value, texts);
+  rfc4514 = NameView::rfc4514(rdns.value, &texts);
   size_t at = 0;
 
   key(out, field);
@@ -673,15 +600,6 @@ ObjectType type_of_label(std::string_view label) {
 }
 
 }  // namespace
-
-std::string rfc4514_text(const std::vector<RelativeName>& rdns) {
-  std::vector<std::string> texts;
-  for (const RelativeName& rdn : rdns)
-    for (const NameAttribute& attribute : rdn) texts.push_back(attribute.text());
-  std::string out;
-  append_rfc4514(out, rdns, texts);
-  return out;
-}
 
 void PemCutter::feed(std::span<const uint8_t> bytes, bool complete, std::vector<Object>& out) {
   constexpr std::string_view kBegin = "-----BEGIN ";

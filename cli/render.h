@@ -78,8 +78,6 @@ class PemCutter {
   size_t start_ = 0, start_line_ = 0, index_ = 0;
 };
 
-// The RFC 4514 text of a name's RDNs, as the NAME objects give it.
-std::string rfc4514_text(const std::vector<RelativeName>& rdns);
 
 // The failure of a text that looks like PEM but has no block.
 extern const char* const kNoBlock;

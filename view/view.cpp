@@ -967,6 +967,22 @@ found<std::vector<RelativeName>> NameView::rdns() const {
   return present(std::move(rdns));
 }
 
+// One attribute of the RFC 4514 text; `text` is its value's text when the
+// caller has it already.
+static void append_attribute(std::string& out, const NameAttribute& a, const std::string* text,
+                             std::string& scratch) {
+  if (const char* name = short_name(a.type)) out += name;
+  else out += a.type.text();
+  out += '=';
+  scratch.clear();
+  if (!append_string_value(scratch, a.tag, a.value)) {
+    out += '#';
+    append_hex(out, a.value_der);
+  } else {
+    append_escaped(out, text != nullptr ? *text : scratch);
+  }
+}
+
 std::string NameView::rfc4514() const {
   // Each RDN's first item is its start (no attribute), then its attributes.
   struct Item {
@@ -977,29 +993,34 @@ std::string NameView::rfc4514() const {
   const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
     items.push_back(a == nullptr ? Item{true, {}} : Item{false, *a});
   });
-  std::string out;
+  std::string out, scratch;
   if (error.code != 0) return out;
-  std::string value;
   // RDNs last first, the attributes of each in encoded order.
   for (size_t end = items.size(); end > 0;) {
     size_t begin = end - 1;
     while (!items[begin].start) --begin;
     if (end != items.size()) out += ',';
     for (size_t i = begin + 1; i < end; ++i) {
-      const NameAttribute& a = items[i].attribute;
       if (i != begin + 1) out += '+';
-      if (const char* name = short_name(a.type)) out += name;
-      else out += a.type.text();
-      out += '=';
-      value.clear();
-      if (append_string_value(value, a.tag, a.value)) {
-        append_escaped(out, value);
-      } else {
-        out += '#';
-        append_hex(out, a.value_der);
-      }
+      append_attribute(out, items[i].attribute, nullptr, scratch);
     }
     end = begin;
+  }
+  return out;
+}
+
+std::string NameView::rfc4514(const std::vector<RelativeName>& rdns, const std::vector<std::string>* texts) {
+  size_t at = 0;
+  for (const RelativeName& rdn : rdns) at += rdn.size();
+  if (texts != nullptr && texts->size() != at) texts = nullptr;
+  std::string out, scratch;
+  for (size_t i = rdns.size(); i-- > 0;) {
+    at -= rdns[i].size();
+    if (i + 1 != rdns.size()) out += ',';
+    for (size_t j = 0; j < rdns[i].size(); ++j) {
+      if (j != 0) out += '+';
+      append_attribute(out, rdns[i][j], texts != nullptr ? &(*texts)[at + j] : nullptr, scratch);
+    }
   }
   return out;
 }
@@ -1117,23 +1138,35 @@ const char* reason_name(int32_t reason) {
 // ---------------------------------------------------------------------------
 // Certificates.
 
-CertificateView::CertificateView(bytes_view der) {
+// The signed envelope shared by certificates, requests and lists: SEQUENCE
+// { to-be-signed SEQUENCE, AlgorithmIdentifier, BIT STRING }. Fills the
+// whole element, the signed part and the algorithm; false with `error` set
+// when the envelope does not decode.
+static bool open_signed(bytes_view der, bytes_view& whole, Element& signed_part, bytes_view& algorithm,
+                        view_error& error) {
   const uint8_t* origin = der.data();
   Walker top(der, origin);
-  Element cert, tbs, sigalg, sigval, version, serial, wrapper, uid;
-  if (!top.take(cert, 0x30)) {
-    error_ = top.error();
-    return;
+  Element envelope, sigalg, sigval;
+  if (!top.take(envelope, 0x30)) {
+    error = top.error();
+    return false;
   }
-  der_ = cert.whole;
-  Walker outer(cert.content, origin);
-  if (!outer.take(tbs, 0x30) || !outer.take(sigalg, 0x30) || !outer.take(sigval, 0x03) ||
+  whole = envelope.whole;
+  Walker outer(envelope.content, origin);
+  if (!outer.take(signed_part, 0x30) || !outer.take(sigalg, 0x30) || !outer.take(sigval, 0x03) ||
       !outer.finish()) {
-    error_ = outer.error();
-    return;
+    error = outer.error();
+    return false;
   }
+  algorithm = sigalg.whole;
+  return true;
+}
+
+CertificateView::CertificateView(bytes_view der) {
+  const uint8_t* origin = der.data();
+  Element tbs, version, serial, wrapper, uid;
+  if (!open_signed(der, der_, tbs, signature_, error_)) return;
   tbs_ = tbs.whole;
-  signature_ = sigalg.whole;
   Walker t(tbs.content, origin);
   if (t.maybe(wrapper, 0xA0)) {
     if (!only_element(wrapper.content, origin, 0x02, version, error_)) return;
@@ -1217,21 +1250,9 @@ ExtensionsView CertificateView::extensions() const {
 
 RequestView::RequestView(bytes_view der) {
   const uint8_t* origin = der.data();
-  Walker top(der, origin);
-  Element request, info, sigalg, sigval, version, subject, spki, attributes;
-  if (!top.take(request, 0x30)) {
-    error_ = top.error();
-    return;
-  }
-  der_ = request.whole;
-  Walker outer(request.content, origin);
-  if (!outer.take(info, 0x30) || !outer.take(sigalg, 0x30) || !outer.take(sigval, 0x03) ||
-      !outer.finish()) {
-    error_ = outer.error();
-    return;
-  }
+  Element info, version, subject, spki, attributes;
+  if (!open_signed(der, der_, info, signature_, error_)) return;
   info_ = info.whole;
-  signature_ = sigalg.whole;
   Walker t(info.content, origin);
   if (!t.take(version, 0x02) || !t.take(subject, 0x30) || !t.take(spki, 0x30)) {
     error_ = t.error();
@@ -1300,21 +1321,9 @@ ExtensionsView RequestView::extensions() const {
 
 CrlView::CrlView(bytes_view der) {
   const uint8_t* origin = der.data();
-  Walker top(der, origin);
-  Element crl, tbs, sigalg, sigval, version, sig, issuer, this_update, next_update, revoked, wrapper;
-  if (!top.take(crl, 0x30)) {
-    error_ = top.error();
-    return;
-  }
-  der_ = crl.whole;
-  Walker outer(crl.content, origin);
-  if (!outer.take(tbs, 0x30) || !outer.take(sigalg, 0x30) || !outer.take(sigval, 0x03) ||
-      !outer.finish()) {
-    error_ = outer.error();
-    return;
-  }
+  Element tbs, version, sig, issuer, this_update, next_update, revoked, wrapper;
+  if (!open_signed(der, der_, tbs, signature_, error_)) return;
   tbs_ = tbs.whole;
-  signature_ = sigalg.whole;
   Walker t(tbs.content, origin);
   if (t.maybe(version, 0x02) && !small_version(version, version_)) {
     error_ = error_at(ASN_FIELD_FAILED, version.whole, origin);

@@ -109,6 +109,10 @@ class NameView {
   // otherwise, escaped as RFC 4514 section 2.4 says. Empty for a malformed
   // name (rdns() tells why).
   std::string rfc4514() const;
+  // The same text from RDNs already read. `texts`, when given, holds each
+  // attribute's text() in encoded order, so that none is made again.
+  static std::string rfc4514(const std::vector<RelativeName>& rdns,
+                             const std::vector<std::string>* texts = nullptr);
 
  private:
   bytes_view der_;
