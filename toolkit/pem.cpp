@@ -2,6 +2,7 @@
 // before it; trailing blanks are ignored on every line.
 #include "toolkit/pem.h"
 
+#include <array>
 #include <cstdlib>
 #include <optional>
 
@@ -35,44 +36,76 @@ std::optional<std::string_view> label_of(std::string_view line, std::string_view
   return line.substr(kind.size(), line.size() - kind.size() - kDashes.size());
 }
 
-// The value of a base64 alphabet character, or -1.
+// What a character of a block's body is.
+enum CharClass : uint8_t { kAlphabet, kPad, kBlank, kBad };
+constexpr auto kClasses = [] {
+  std::array<CharClass, 256> classes{};
+  classes.fill(kBad);
+  for (int c = 'A'; c <= 'Z'; ++c) classes[c] = kAlphabet;
+  for (int c = 'a'; c <= 'z'; ++c) classes[c] = kAlphabet;
+  for (int c = '0'; c <= '9'; ++c) classes[c] = kAlphabet;
+  classes['+'] = classes['/'] = kAlphabet;
+  classes['='] = kPad;
+  classes[' '] = classes['\t'] = classes['\r'] = kBlank;
+  return classes;
+}();
+
+// The value of a base64 alphabet character.
 int sextet(char c) {
   if (c >= 'A' && c <= 'Z') return c - 'A';
   if (c >= 'a' && c <= 'z') return c - 'a' + 26;
   if (c >= '0' && c <= '9') return c - '0' + 52;
-  if (c == '+') return 62;
-  if (c == '/') return 63;
-  return -1;
+  return c == '+' ? 62 : 63;
 }
 
-// Decodes the base64 of a block's body into `der`: alphabet characters, then
-// at most two "=" that close the last group, with blanks anywhere. Only
-// canonical text is taken (the unused bits of the last group are zero), so
-// the octets encode back to the same characters. Returns the error, or null.
-const char* decode_body(std::string_view body, std::vector<uint8_t>& der) {
-  std::string chars;
-  chars.reserve(body.size());
-  size_t padding = 0;
-  for (const char c : body) {
-    if (c == ' ' || c == '\t' || c == '\r') continue;
-    if (c == '=')
-      ++padding;
-    else if (padding != 0 || sextet(c) < 0)
-      return "bad base64";
-    chars += c;
+// A block's body gathered line by line: alphabet characters, then at most
+// two "=" that close the last group, with blanks anywhere. The first fault
+// met is kept.
+class Body {
+ public:
+  void add(std::string_view line) {
+    if (error_ != nullptr) return;
+    size_t start = 0;
+    for (size_t i = 0; i < line.size(); ++i) {
+      const CharClass k = kClasses[static_cast<uint8_t>(line[i])];
+      if (k == kAlphabet && padding_ == 0) continue;
+      if (k == kPad) {
+        ++padding_;
+        continue;
+      }
+      if (k != kBlank) {  // a stray character, or one after the padding
+        error_ = "bad base64";
+        return;
+      }
+      chars_.append(line, start, i - start);
+      start = i + 1;
+    }
+    chars_.append(line, start, line.size() - start);
   }
-  if (chars.size() % 4 != 0) return "base64 ends inside a group";
-  if (padding > 2) return "bad base64";
-  if (padding != 0 && (sextet(chars[chars.size() - padding - 1]) & (padding == 2 ? 0x0f : 0x03)) != 0)
-    return "bad base64";
 
-  uint8_t* bytes = nullptr;
-  uint32_t length = 0;
-  const int code = tc_decode_base64(&bytes, &length, chars.c_str());
-  if (code == 0) der.assign(bytes, bytes + length);
-  std::free(bytes);
-  return code == 0 ? nullptr : "out of memory";
-}
+  // Decodes through the toolkit's decoder into `der`. Only canonical text
+  // is taken (the unused bits of the last group are zero), so the octets
+  // encode back to the same characters. Returns the error, or null.
+  const char* decode(std::vector<uint8_t>& der) {
+    if (error_ != nullptr) return error_;
+    if (chars_.size() % 4 != 0) return "base64 ends inside a group";
+    if (padding_ > 2) return "bad base64";
+    if (padding_ != 0 &&
+        (sextet(chars_[chars_.size() - padding_ - 1]) & (padding_ == 2 ? 0x0f : 0x03)) != 0)
+      return "bad base64";
+    uint8_t* bytes = nullptr;
+    uint32_t length = 0;
+    const int code = tc_decode_base64(&bytes, &length, chars_.c_str());
+    if (code == 0) der.assign(bytes, bytes + length);
+    std::free(bytes);
+    return code == 0 ? nullptr : "out of memory";
+  }
+
+ private:
+  std::string chars_;
+  size_t padding_ = 0;
+  const char* error_ = nullptr;
+};
 
 }  // namespace
 
@@ -86,7 +119,7 @@ bool PemReader::next(PemBlock& block) {
   if (!label) return false;
   block.label = *label;
 
-  std::string body;
+  Body body;
   while (pos_ < text_.size()) {
     const size_t start = pos_;
     const std::string_view line = take_line(text_, pos_);
@@ -98,11 +131,11 @@ bool PemReader::next(PemBlock& block) {
     if (const auto end = label_of(line, kEnd)) {
       if (*end != *label)
         block.error = "END label differs";
-      else if (const char* error = decode_body(body, block.der))
+      else if (const char* error = body.decode(block.der))
         block.error = error;
       return true;
     }
-    body.append(line);
+    body.add(line);
   }
   block.error = "no END line";
   return true;
