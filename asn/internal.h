@@ -113,6 +113,12 @@ inline Header read_header(const uint8_t* pos, const uint8_t* limit, int32_t tag,
   return h;
 }
 
+// Closing step of sequences and lists: where the position stands against end.
+inline void check_end(const uint8_t* pos, const uint8_t* end, int32_t* err) {
+  if (!fits(pos, 0, end)) set_err(err, ASN_OVERRUN);
+  else if (pos != end) set_err(err, ASN_LEFTOVER);
+}
+
 // Stores -9 and moves the position to `limit`: what a decoder does when its
 // element overruns.
 inline void report_overrun(const uint8_t** cursor, const uint8_t* limit, int32_t* err) {
