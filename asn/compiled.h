@@ -52,12 +52,18 @@ namespace engine {
 
 // The operations of a type where they are known at compile time (the
 // primitives'), else null.
+// (A flag of its own: some compilers will not compare such an address with
+// null at compile time.)
 template <const TypeDesc* T>
 inline constexpr const TypeOps* known_ops = nullptr;
+template <const TypeDesc* T>
+inline constexpr bool has_known_ops = false;
 
-#define QEL_KNOWN_OPS(X, OPS) \
-  template <>                 \
-  inline constexpr const TypeOps* known_ops<&X##_desc> = &(OPS);
+#define QEL_KNOWN_OPS(X, OPS)                                         \
+  template <>                                                         \
+  inline constexpr const TypeOps* known_ops<&X##_desc> = &(OPS);      \
+  template <>                                                         \
+  inline constexpr bool has_known_ops<&X##_desc> = true;
 QEL_KNOWN_OPS(OBJECT_ID, QEL_VALUE_OPS(OBJECT_ID, sizeof_vbl_blk))
 QEL_KNOWN_OPS(OCTET_STRING, QEL_VALUE_OPS(OCTET_STRING, sizeof_vbl_blk))
 QEL_KNOWN_OPS(GeneralizedTime, QEL_VALUE_OPS(GeneralizedTime, sizeof_vbl_blk))
@@ -91,27 +97,28 @@ void constructed_drop(const TypeDesc* d, void* v);
 template <const TypeDesc* T>
 struct Op {
   static constexpr const TypeOps* known = known_ops<T>;
+  static constexpr bool is_known = has_known_ops<T>;
   static QEL_ALWAYS_INLINE void* make() {
-    if constexpr (known != nullptr) return known->make(T);
+    if constexpr (is_known) return known->make(T);
     else return T->ops->make(T);
   }
   static QEL_ALWAYS_INLINE void dip(void* v) {
-    if constexpr (known != nullptr) known->dip(T, v);
+    if constexpr (is_known) known->dip(T, v);
     else T->ops->dip(T, v);
   }
   static QEL_ALWAYS_INLINE void drop(void* v) {
-    if constexpr (known != nullptr) known->drop(T, v);
+    if constexpr (is_known) known->drop(T, v);
     else T->ops->drop(T, v);
   }
   static QEL_ALWAYS_INLINE int32_t uip(void* v, const uint8_t** c, const uint8_t* limit,
                                        const uint8_t* outer, int32_t tag, int32_t* err) {
-    if constexpr (known != nullptr) return known->uip(T, v, c, limit, outer, tag, err);
+    if constexpr (is_known) return known->uip(T, v, c, limit, outer, tag, err);
     else return T->ops->uip(T, v, c, limit, outer, tag, err);
   }
   // unpack_at of engine.cpp for this type.
   static QEL_ALWAYS_INLINE void* unpack(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
                                         int32_t* err) {
-    if constexpr (known == nullptr) {
+    if constexpr (!is_known) {
       return unpack_at(T, cursor, limit, tag, err);
     } else {
       const uint8_t* at = peek(*cursor, limit);
