@@ -211,18 +211,6 @@ void append_utf8(std::string& out, uint32_t c) {
   }
 }
 
-// Octets below 0x80 as they are, the others as U+FFFD.
-void append_ascii(std::string& out, bytes_view octets) {
-  size_t start = 0;
-  for (size_t i = 0; i < octets.size(); ++i) {
-    if (octets[i] < 0x80) continue;
-    out.append(reinterpret_cast<const char*>(octets.data()) + start, i - start);
-    out += "\xEF\xBF\xBD";
-    start = i + 1;
-  }
-  out.append(reinterpret_cast<const char*>(octets.data()) + start, octets.size() - start);
-}
-
 void append_latin1(std::string& out, bytes_view octets) {
   for (uint8_t b : octets) append_utf8(out, b);
 }
@@ -234,21 +222,29 @@ void append_checked_utf8(std::string& out, bytes_view octets) {
   for (size_t i = 0; i < n;) {
     const uint8_t b = octets[i];
     if (b < 0x80) {
-      out += static_cast<char>(b);
-      ++i;
+      size_t j = i + 1;
+      while (j < n && octets[j] < 0x80) ++j;
+      out.append(reinterpret_cast<const char*>(octets.data()) + i, j - i);
+      i = j;
       continue;
     }
+    // The length of the sequence and the range of its second octet; a
+    // sequence cut short or broken counts as one U+FFFD for the octets that
+    // could still begin it (the maximal subpart).
     size_t need = 0;
-    uint32_t c = 0, least = 0;
-    if (b >= 0xC2 && b <= 0xDF) need = 1, c = b & 0x1F, least = 0x80;
-    else if (b >= 0xE0 && b <= 0xEF) need = 2, c = b & 0x0F, least = 0x800;
-    else if (b >= 0xF0 && b <= 0xF4) need = 3, c = b & 0x07, least = 0x10000;
+    uint8_t low = 0x80, high = 0xBF;
+    if (b >= 0xC2 && b <= 0xDF) need = 1;
+    else if (b >= 0xE0 && b <= 0xEF) need = 2, low = b == 0xE0 ? 0xA0 : 0x80, high = b == 0xED ? 0x9F : 0xBF;
+    else if (b >= 0xF0 && b <= 0xF4) need = 3, low = b == 0xF0 ? 0x90 : 0x80, high = b == 0xF4 ? 0x8F : 0xBF;
     size_t k = 1;
-    for (; need != 0 && k <= need && i + k < n && (octets[i + k] & 0xC0) == 0x80; ++k)
-      c = (c << 6) | (octets[i + k] & 0x3F);
-    if (need == 0 || k <= need || c < least || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) {
+    while (k <= need && i + k < n) {
+      const uint8_t next = octets[i + k];
+      if (next < (k == 1 ? low : 0x80) || next > (k == 1 ? high : 0xBF)) break;
+      ++k;
+    }
+    if (need == 0 || k <= need) {
       out += "\xEF\xBF\xBD";
-      i += need == 0 ? 1 : std::max<size_t>(k - 1, 1);
+      i += k;
       continue;
     }
     out.append(reinterpret_cast<const char*>(octets.data() + i), need + 1);
@@ -287,9 +283,9 @@ bool append_string_value(std::string& out, uint8_t tag, bytes_view content) {
     case 0x13:  // PrintableString
     case 0x16:  // IA5String
     case 0x1A:  // VisibleString
-      append_ascii(out, content);
+    case 0x0C:  // UTF8String
+      append_checked_utf8(out, content);
       return true;
-    case 0x0C: append_checked_utf8(out, content); return true;  // UTF8String
     case 0x14: append_latin1(out, content); return true;        // TeletexString
     case 0x1E: append_bmp(out, content); return true;           // BMPString
     case 0x1C: append_universal(out, content); return true;     // UniversalString
@@ -474,7 +470,7 @@ bool read_general_name(const Element& e, const uint8_t* origin, GeneralNameValue
                  : e.tag == 0x82 ? GeneralNameKind::dns
                                  : GeneralNameKind::uri;
       out.value = e.content;
-      append_ascii(out.text, e.content);
+      append_checked_utf8(out.text, e.content);
       return true;
     case 0xA3:
     case 0xA5:

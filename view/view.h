@@ -86,8 +86,8 @@ struct NameAttribute {
   // The value as UTF-8: PrintableString, IA5String, UTF8String, TeletexString
   // (read as Latin-1), BMPString, UniversalString, VisibleString and
   // NumericString are converted; any other value is "#" and the lowercase
-  // hex of its whole DER element. Octets that are not valid in their string
-  // type come out as U+FFFD.
+  // hex of its whole DER element. The one-octet string types are read as
+  // UTF-8 (an ASCII superset); octets that are not UTF-8 come out as U+FFFD.
   std::string text() const;
 };
 
@@ -155,7 +155,8 @@ enum class GeneralNameKind : uint8_t {
 
 struct GeneralNameValue {
   GeneralNameKind kind = GeneralNameKind::other;
-  // dns, email, uri: the IA5String as given (octets above 0x7F as U+FFFD);
+  // dns, email, uri: the IA5String as given (octets that are not UTF-8 as
+  // U+FFFD);
   // ip: dotted quad for 4 octets, RFC 5952 text for 16, lowercase hex
   // otherwise; directory: the name's RFC 4514 text; registered_id: dotted
   // OID; other: dotted OID of the type; x400, edi: lowercase hex of the

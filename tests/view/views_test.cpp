@@ -23,15 +23,17 @@ std::vector<uint8_t> hex(std::string_view text) {
 }
 
 // An extension list holding one extension of `oid` (hex content) and `value`.
-std::vector<uint8_t> one_extension(std::string oid, std::string value) {
-  const auto o = hex(oid), v = hex(value);
-  std::vector<uint8_t> ext = {0x06, static_cast<uint8_t>(o.size())};
-  ext.insert(ext.end(), o.begin(), o.end());
-  ext.insert(ext.end(), {0x04, static_cast<uint8_t>(v.size())});
-  ext.insert(ext.end(), v.begin(), v.end());
-  ext.insert(ext.begin(), {0x30, static_cast<uint8_t>(ext.size())});
-  ext.insert(ext.begin(), {0x30, static_cast<uint8_t>(ext.size())});
-  return ext;
+std::vector<uint8_t> one_extension(const std::string& oid, const std::string& value) {
+  const auto octet = [](size_t n) {
+    const auto b = static_cast<uint8_t>(n);
+    return qel::hex_text({&b, 1});
+  };
+  const size_t o = oid.size() / 2, v = value.size() / 2, n = o + v + 4;
+  std::string text = "30";
+  for (const std::string& piece : {octet(n + 2), std::string("30"), octet(n), std::string("06"), octet(o), oid,
+                                   std::string("04"), octet(v), value})
+    text += piece;
+  return hex(text);
 }
 
 struct Row {
@@ -99,6 +101,31 @@ TEST(Views, Times) {
     const std::string_view text(row.text);
     const auto t = qel::decode_time(row.tag, qel::bytes_view(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
     EXPECT_EQ(t ? qel::time_text(*t) : "", row.expected) << row.text;
+  }
+}
+
+// UTF-8 with its faults replaced, as Python's bytes.decode("utf-8",
+// "replace") writes it.
+TEST(Views, Utf8Replacement) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"41e282", "41efbfbd"},
+      {"e08080", "efbfbdefbfbdefbfbd"},
+      {"eda080", "efbfbdefbfbdefbfbd"},
+      {"f4908080", "efbfbdefbfbdefbfbdefbfbd"},
+      {"c0af41", "efbfbdefbfbd41"},
+      {"f09f9880", "f09f9880"},
+      {"ff41", "efbfbd41"},
+      {"e2828241", "e2828241"},
+  };
+  for (const auto& [in, expected] : rows) {
+    const auto octets = hex(in);
+    qel::NameAttribute a;
+    a.tag = 0x0C;
+    a.value = octets;
+    const std::string text = a.text();
+    EXPECT_EQ(qel::hex_text(qel::bytes_view(reinterpret_cast<const uint8_t*>(text.data()), text.size())),
+              expected)
+        << in;
   }
 }
 

@@ -1,0 +1,105 @@
+#include "cli/inputs.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <utility>
+#include <system_error>
+
+namespace qel::cli {
+namespace {
+
+std::string errno_text(int code) { return std::generic_category().message(code); }
+
+void walk(const std::string& dir, std::vector<Input>& out) {
+  DIR* stream = opendir(dir.c_str());
+  if (stream == nullptr) {
+    out.push_back({dir, "cannot read directory: " + errno_text(errno)});
+    return;
+  }
+  // The type comes with the listing on most file systems: no stat per file.
+  std::vector<std::pair<std::string, unsigned char>> entries;
+  errno = 0;
+  while (const dirent* entry = readdir(stream)) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") entries.emplace_back(name, entry->d_type);
+  }
+  const int error = errno;
+  closedir(stream);
+  if (error != 0) out.push_back({dir, "cannot read directory: " + errno_text(error)});
+  std::sort(entries.begin(), entries.end());
+  const std::string prefix = dir.ends_with('/') ? dir : dir + "/";
+  for (auto& [name, type] : entries) {
+    std::string path = prefix + name;
+    struct stat st;
+    if (type == DT_UNKNOWN) {  // the listing did not say: ask
+      if (lstat(path.c_str(), &st) != 0) continue;
+      type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISREG(st.st_mode) ? DT_REG : S_ISLNK(st.st_mode) ? DT_LNK : DT_UNKNOWN;
+    }
+    if (type == DT_DIR) {
+      walk(path, out);
+    } else if (type == DT_REG || (type == DT_LNK && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode))) {
+      out.push_back({std::move(path), std::nullopt});
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recursive) {
+  std::vector<Input> out;
+  for (const std::string& arg : args) {
+    struct stat st;
+    if (arg != "-" && stat(arg.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+      if (recursive) walk(arg, out);
+      else out.push_back({arg, "is a directory (use -r to read the files below it)"});
+    } else {
+      out.push_back({arg, std::nullopt});
+    }
+  }
+  return out;
+}
+
+int open_input(const std::string& path, size_t& size, std::string& error) {
+  const int fd = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    error = "cannot open: " + errno_text(errno);
+    return -1;
+  }
+  struct stat st;
+  size = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 ? static_cast<size_t>(st.st_size) : 0;
+  return fd;
+}
+
+bool read_whole(int fd, size_t size, InputBytes& bytes, std::string& error) {
+  // A regular file's read comes short only at its end, so one read takes a
+  // file that has not grown since its size was asked.
+  size_t capacity = size > 0 ? size + 1 : size_t{64} << 10;
+  bytes.data.reset(new uint8_t[capacity]);
+  bytes.size = 0;
+  for (;;) {
+    if (bytes.size == capacity) {
+      capacity *= 2;
+      std::unique_ptr<uint8_t[]> larger(new uint8_t[capacity]);
+      std::memcpy(larger.get(), bytes.data.get(), bytes.size);
+      bytes.data = std::move(larger);
+    }
+    const size_t want = capacity - bytes.size;
+    const ssize_t n = read(fd, bytes.data.get() + bytes.size, want);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      error = "cannot read: " + errno_text(errno);
+      return false;
+    }
+    bytes.size += static_cast<size_t>(n);
+    if (n == 0 || (size > 0 && static_cast<size_t>(n) < want)) return true;
+  }
+}
+
+}  // namespace qel::cli

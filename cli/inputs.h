@@ -1,0 +1,40 @@
+// The inputs named on the command line: files, standard input ("-") and,
+// with recursion, the regular files below directories.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace qel::cli {
+
+struct Input {
+  std::string path;            // as given, or joined below a given directory
+  std::optional<std::string> failure;  // set when the input cannot be read at all
+};
+
+// The inputs in order. A directory becomes the regular files below it (by
+// name at each level, depth first) when `recursive`, and a failure
+// otherwise; symbolic links to directories are not followed.
+std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recursive);
+
+// An input's octets, in a buffer that is not cleared before it is read into.
+struct InputBytes {
+  std::unique_ptr<uint8_t[]> data;
+  size_t size = 0;
+  std::span<const uint8_t> view() const { return {data.get(), size}; }
+};
+
+// An input opened for reading ("-" is standard input): its descriptor, or
+// -1 with `error` set; `size` is the size of a regular file, else 0.
+int open_input(const std::string& path, size_t& size, std::string& error);
+
+// Reads the rest of an open input whole; `size` as open_input gave it. False
+// with `error` set when a read fails. Does not close `fd`.
+bool read_whole(int fd, size_t size, InputBytes& bytes, std::string& error);
+
+}  // namespace qel::cli

@@ -1,0 +1,815 @@
+#include "cli/render.h"
+
+#include <algorithm>
+#include <array>
+
+#include "cli/json_writer.h"
+#include "cxx.h"
+#include "toolkit/pem.h"
+#include "view/view.h"
+
+namespace qel::cli {
+
+const char* const kNoBlock = "no PEM block: no line \"-----BEGIN <label>-----\"";
+
+namespace {
+
+// Revocation lists above this size are walked once before they are written,
+// so that a bad entry turns into an error line before any text leaves.
+constexpr size_t kCheckFirstSize = size_t{64} << 10;
+
+// The failure that stops the object being rendered; its line becomes an
+// error line. One object is rendered at a time per thread.
+thread_local std::optional<Failure> t_failure;
+
+bool stop(Failure failure) {
+  t_failure = std::move(failure);
+  return false;
+}
+
+Failure failure_of(const view_error& error, std::string_view what = {}) {
+  std::string text(what);
+  if (!text.empty()) text += ": ";
+  text += codec_error_text(error.code);
+  return Failure{std::move(text), error.code, error.offset};
+}
+
+void key(std::string& out, std::string_view name) {
+  out.push_back(',');
+  out.push_back('"');
+  out.append(name);
+  out.append("\":");
+}
+
+void null(std::string& out) { out.append("null"); }
+
+void boolean(std::string& out, bool value) { out.append(value ? "true" : "false"); }
+
+// The dotted text of an OID as a JSON string; "" for bad content, as
+// Oid::text gives it.
+void oid(std::string& out, const Oid& id) {
+  // Up to 16 content octets the text fits the buffer (at most four
+  // characters per octet, and the quotes); longer ones take Oid::text.
+  char buf[80];
+  const bytes_view c = id.content;
+  if (c.empty() || c.size() > 16) return append_json_string(out, id.text());
+  char* w = buf;
+  *w++ = '"';
+  uint64_t arc = 0;
+  bool first = true;
+  for (uint8_t octet : c) {
+    if (arc > (UINT64_MAX >> 7)) return append_json_string(out, id.text());
+    arc = arc << 7 | (octet & 0x7F);
+    if (octet & 0x80) continue;
+    if (first) {
+      const uint64_t top = arc < 40 ? 0 : arc < 80 ? 1 : 2;
+      *w++ = static_cast<char>('0' + top);
+      arc -= top * 40;
+      first = false;
+    }
+    char digits[20];
+    char* d = digits + sizeof digits;
+    do {
+      *--d = static_cast<char>('0' + arc % 10);
+      arc /= 10;
+    } while (arc != 0);
+    *w++ = '.';
+    while (d != digits + sizeof digits) *w++ = *d++;
+    arc = 0;
+  }
+  if (c.back() & 0x80) w = buf + 1;  // the last arc does not end: no text
+  *w++ = '"';
+  out.append(buf, static_cast<size_t>(w - buf));
+}
+
+char* two_digits(char* w, unsigned value) {
+  *w++ = static_cast<char>('0' + value / 10);
+  *w++ = static_cast<char>('0' + value % 10);
+  return w;
+}
+
+// "YYYY-MM-DDTHH:MM:SSZ" as a JSON string.
+void time(std::string& out, std::chrono::sys_seconds when) {
+  const int64_t seconds = when.time_since_epoch().count();
+  int64_t days = seconds / 86400;
+  int64_t rest = seconds % 86400;
+  if (rest < 0) rest += 86400, --days;
+  // Civil date of a day count (H. Hinnant's algorithm).
+  days += 719468;
+  const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
+  const unsigned doe = static_cast<unsigned>(days - era * 146097);
+  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const unsigned mp = (5 * doy + 2) / 153;
+  const unsigned day = doy - (153 * mp + 2) / 5 + 1;
+  const unsigned month = mp < 10 ? mp + 3 : mp - 9;
+  const int64_t year = static_cast<int64_t>(yoe) + era * 400 + (month <= 2);
+  if (year < 0 || year > 9999) {
+    out.push_back('"');
+    out.append(time_text(when));
+    out.push_back('"');
+    return;
+  }
+  char buf[22];
+  char* w = buf;
+  *w++ = '"';
+  w = two_digits(w, static_cast<unsigned>(year / 100));
+  w = two_digits(w, static_cast<unsigned>(year % 100));
+  *w++ = '-';
+  w = two_digits(w, month);
+  *w++ = '-';
+  w = two_digits(w, day);
+  *w++ = 'T';
+  w = two_digits(w, static_cast<unsigned>(rest / 3600));
+  *w++ = ':';
+  w = two_digits(w, static_cast<unsigned>(rest / 60 % 60));
+  *w++ = ':';
+  w = two_digits(w, static_cast<unsigned>(rest % 60));
+  *w++ = 'Z';
+  *w++ = '"';
+  out.append(buf, sizeof buf);
+}
+
+template <class T>
+bool need(const found<T>& answer, const char* what) {
+  if (answer.malformed()) return stop(failure_of(answer.error, what));
+  if (!answer.present()) return stop(Failure{std::string(what) + ": missing", std::nullopt, std::nullopt});
+  return true;
+}
+
+// A time that must be there.
+bool time_field(std::string& out, const char* name, const found<std::chrono::sys_seconds>& answer,
+                const char* what) {
+  if (!need(answer, what)) return false;
+  key(out, name);
+  time(out, answer.value);
+  return true;
+}
+
+void oid_list(std::string& out, const std::vector<Oid>& ids) {
+  out.push_back('[');
+  for (size_t i = 0; i < ids.size(); ++i) {
+    if (i) out.push_back(',');
+    oid(out, ids[i]);
+  }
+  out.push_back(']');
+}
+
+void string_list(std::string& out, const std::vector<std::string>& texts) {
+  out.push_back('[');
+  for (size_t i = 0; i < texts.size(); ++i) {
+    if (i) out.push_back(',');
+    append_json_string(out, texts[i]);
+  }
+  out.push_back(']');
+}
+
+// Short names of the RFC 4514 text; other types are written dotted.
+const char* short_name(const Oid& type) {
+  const bytes_view c = type.content;
+  if (c.size() == 3 && c[0] == 0x55 && c[1] == 0x04) {
+    switch (c[2]) {
+      case 3: return "CN";
+      case 6: return "C";
+      case 7: return "L";
+      case 8: return "ST";
+      case 9: return "STREET";
+      case 10: return "O";
+      case 11: return "OU";
+      default: return nullptr;
+    }
+  }
+  static constexpr uint8_t kPilot[] = {0x09, 0x92, 0x26, 0x89, 0x93, 0xF2, 0x2C, 0x64, 0x01};
+  if (c.size() == sizeof kPilot + 1 && std::equal(kPilot, kPilot + sizeof kPilot, c.begin())) {
+    if (c[sizeof kPilot] == 25) return "DC";
+    if (c[sizeof kPilot] == 1) return "UID";
+  }
+  return nullptr;
+}
+
+// The string types whose values are text; others are written "#" and hex.
+bool string_tag(uint8_t tag) {
+  switch (tag) {
+    case 0x0C: case 0x12: case 0x13: case 0x14: case 0x16: case 0x1A: case 0x1C: case 0x1E: return true;
+    default: return false;
+  }
+}
+
+// An attribute value escaped as RFC 4514 section 2.4 says.
+void append_escaped(std::string& out, std::string_view value) {
+  for (size_t i = 0; i < value.size(); ++i) {
+    const char c = value[i];
+    if (c == '\0') {
+      out.append("\\00");
+      continue;
+    }
+    if (c == '"' || c == '+' || c == ',' || c == ';' || c == '<' || c == '>' || c == '\\' ||
+        (i == 0 && (c == '#' || c == ' ')) || (i + 1 == value.size() && c == ' '))
+      out.push_back('\\');
+    out.push_back(c);
+  }
+}
+
+// The RFC 4514 text of `rdns`, whose attribute values are `texts` in
+// encoded order: last RDN first, "," between RDNs, "+" inside one.
+void append_rfc4514(std::string& out, const std::vector<RelativeName>& rdns, const std::vector<std::string>& texts) {
+  size_t at = 0;
+  for (const RelativeName& rdn : rdns) at += rdn.size();
+  std::string dotted;
+  for (size_t i = rdns.size(); i-- > 0;) {
+    const RelativeName& rdn = rdns[i];
+    at -= rdn.size();
+    if (i + 1 != rdns.size()) out.push_back(',');
+    for (size_t j = 0; j < rdn.size(); ++j) {
+      if (j) out.push_back('+');
+      if (const char* short_text = short_name(rdn[j].type)) {
+        out.append(short_text);
+      } else {
+        dotted.clear();
+        oid(dotted, rdn[j].type);
+        out.append(dotted, 1, dotted.size() - 2);
+      }
+      out.push_back('=');
+      if (string_tag(rdn[j].tag)) append_escaped(out, texts[at + j]);
+      else out.append(texts[at + j]);
+    }
+  }
+}
+
+// NAME: the RFC 4514 text and the RDNs, from one walk of the name.
+bool name(std::string& out, const char* field, const NameView& view) {
+  const found<std::vector<RelativeName>> rdns = view.rdns();
+  if (rdns.malformed()) return stop(failure_of(rdns.error, field));
+  thread_local std::vector<std::string> texts;
+  thread_local std::string rfc4514;
+  texts.clear();
+  for (const RelativeName& rdn : rdns.value)
+    for (const NameAttribute& attribute : rdn) texts.push_back(attribute.text());
+  rfc4514.clear();
+  append_rfc4514(rfc4514, rdns.value, texts);
+  size_t at = 0;
+
+  key(out, field);
+  out.append("{\"rfc4514\":");
+  append_json_string(out, rfc4514);
+  out.append(",\"rdns\":[");
+  for (size_t i = 0; i < rdns.value.size(); ++i) {
+    if (i) out.push_back(',');
+    out.push_back('[');
+    const RelativeName& rdn = rdns.value[i];
+    for (size_t j = 0; j < rdn.size(); ++j) {
+      if (j) out.push_back(',');
+      out.append("{\"oid\":");
+      oid(out, rdn[j].type);
+      out.append(",\"value\":");
+      append_json_string(out, texts[at++]);
+      out.push_back('}');
+    }
+    out.push_back(']');
+  }
+  out.append("]}");
+  return true;
+}
+
+const char* kind_name(GeneralNameKind kind) {
+  switch (kind) {
+    case GeneralNameKind::other: return "other";
+    case GeneralNameKind::email: return "email";
+    case GeneralNameKind::dns: return "dns";
+    case GeneralNameKind::x400: return "x400";
+    case GeneralNameKind::directory: return "directory";
+    case GeneralNameKind::edi: return "edi";
+    case GeneralNameKind::uri: return "uri";
+    case GeneralNameKind::ip: return "ip";
+    case GeneralNameKind::registered_id: return "registered_id";
+  }
+  return "other";
+}
+
+void general_names(std::string& out, const found<std::vector<GeneralNameValue>>& names) {
+  if (!names.present()) return null(out);
+  out.push_back('[');
+  bool first = true;
+  for (const GeneralNameValue& entry : names.value) {
+    if (!first) out.push_back(',');
+    first = false;
+    out.append("{\"type\":\"");
+    out.append(kind_name(entry.kind));
+    out.append("\",\"value\":");
+    if (entry.kind == GeneralNameKind::other) {
+      out.append("{\"oid\":");
+      oid(out, entry.other_type);
+      out.append(",\"value\":");
+      append_hex_string(out, entry.value);
+      out.push_back('}');
+    } else {
+      append_json_string(out, entry.text);
+    }
+    out.push_back('}');
+  }
+  out.push_back(']');
+}
+
+bool public_key(std::string& out, const found<PublicKeyInfo>& answer) {
+  if (!need(answer, "public key")) return false;
+  const PublicKeyInfo& info = answer.value;
+  key(out, "public_key");
+  out.append("{\"algorithm\":");
+  oid(out, info.algorithm);
+  out.append(",\"bits\":");
+  if (info.bits != 0) append_uint(out, info.bits);
+  else null(out);
+  out.append(",\"exponent\":");
+  if (info.exponent) append_uint(out, *info.exponent);
+  else null(out);
+  out.append(",\"curve\":");
+  if (!info.curve.empty()) oid(out, info.curve);
+  else null(out);
+  out.push_back('}');
+  return true;
+}
+
+constexpr std::array<const char*, 9> kKeyUsageNames = {
+    "digitalSignature", "nonRepudiation", "keyEncipherment", "dataEncipherment", "keyAgreement",
+    "keyCertSign",      "cRLSign",        "encipherOnly",    "decipherOnly"};
+
+void bytes_or_null(std::string& out, const found<bytes_view>& answer) {
+  if (answer.present()) append_hex_string(out, answer.value);
+  else null(out);
+}
+
+// "extensions" through "policies", for certificates and requests.
+// The extensions with typed fields; each is decoded once, and only when the
+// certificate has it.
+enum Typed : uint8_t { kSan, kIan, kBasic, kUsage, kExtUsage, kSubjectKey, kAuthorityKey, kPoints, kAccess, kPolicies, kTyped };
+
+int typed_of(const Oid& id) {
+  const bytes_view c = id.content;
+  if (c.size() == 3 && c[0] == 0x55 && c[1] == 0x1D) {
+    switch (c[2]) {
+      case 17: return kSan;
+      case 18: return kIan;
+      case 19: return kBasic;
+      case 15: return kUsage;
+      case 37: return kExtUsage;
+      case 14: return kSubjectKey;
+      case 35: return kAuthorityKey;
+      case 31: return kPoints;
+      case 32: return kPolicies;
+      default: return -1;
+    }
+  }
+  static constexpr uint8_t kAia[] = {0x2B, 0x06, 0x01, 0x05, 0x05, 0x07, 0x01, 0x01};
+  if (c.size() == sizeof kAia && std::equal(kAia, kAia + sizeof kAia, c.begin())) return kAccess;
+  return -1;
+}
+
+// `decoded(i)` tells whether extension i decodes.
+template <class Decoded>
+void extension_list(std::string& out, const std::vector<ExtensionRef>& all, Decoded&& decoded) {
+  key(out, "extensions");
+  out.push_back('[');
+  for (size_t i = 0; i < all.size(); ++i) {
+    if (i) out.push_back(',');
+    out.append("{\"oid\":");
+    oid(out, all[i].oid);
+    out.append(all[i].critical ? ",\"critical\":true,\"decoded\":" : ",\"critical\":false,\"decoded\":");
+    boolean(out, decoded(i));
+    out.push_back('}');
+  }
+  out.push_back(']');
+}
+
+bool extension_list(std::string& out, const ExtensionsView& view) {
+  const found<std::vector<ExtensionRef>> all = view.all();
+  if (all.malformed()) return stop(failure_of(all.error, "extensions"));
+  extension_list(out, all.value, [&](size_t i) { return ExtensionsView::decodes(all.value[i]); });
+  return true;
+}
+
+// The typed answer when the extension is there; absent without a walk
+// otherwise.
+template <class Get>
+auto if_present(bool present, Get&& get) -> decltype(get()) {
+  return present ? get() : decltype(get()){};
+}
+
+bool extension_fields(std::string& out, const ExtensionsView& view) {
+  const found<std::vector<ExtensionRef>> all = view.all();
+  if (all.malformed()) return stop(failure_of(all.error, "extensions"));
+  std::array<size_t, kTyped> first;  // the first extension of each typed kind
+  first.fill(SIZE_MAX);
+  for (size_t i = 0; i < all.value.size(); ++i) {
+    const int kind = typed_of(all.value[i].oid);
+    if (kind >= 0 && first[kind] == SIZE_MAX) first[kind] = i;
+  }
+  const auto has = [&](Typed kind) { return first[kind] != SIZE_MAX; };
+  const auto san = if_present(has(kSan), [&] { return view.subject_alt_names(); });
+  const auto ian = if_present(has(kIan), [&] { return view.issuer_alt_names(); });
+  const auto bc = if_present(has(kBasic), [&] { return view.basic_constraints(); });
+  const auto ku = if_present(has(kUsage), [&] { return view.key_usage(); });
+  const auto eku = if_present(has(kExtUsage), [&] { return view.extended_key_usage(); });
+  const auto ski = if_present(has(kSubjectKey), [&] { return view.subject_key_id(); });
+  const auto aki = if_present(has(kAuthorityKey), [&] { return view.authority_key_id(); });
+  const auto points = if_present(has(kPoints), [&] { return view.crl_distribution_points(); });
+  const auto access = if_present(has(kAccess), [&] { return view.authority_info_access(); });
+  const auto policies = if_present(has(kPolicies), [&] { return view.policies(); });
+  // The first extension of a typed kind decodes when its field is present;
+  // authorityKeyIdentifier also decodes without a keyIdentifier, so it and
+  // the rest are asked.
+  const std::array<bool, kTyped> typed_present = {san.present(), ian.present(), bc.present(), ku.present(),
+                                                  eku.present(), ski.present(), false, points.present(),
+                                                  access.present(), policies.present()};
+  extension_list(out, all.value, [&](size_t i) {
+    const int kind = typed_of(all.value[i].oid);
+    if (kind >= 0 && kind != kAuthorityKey && first[kind] == i) return typed_present[kind];
+    return ExtensionsView::decodes(all.value[i]);
+  });
+
+  key(out, "subject_alt_names");
+  general_names(out, san);
+  key(out, "issuer_alt_names");
+  general_names(out, ian);
+
+  key(out, "basic_constraints");
+  if (bc) {
+    out.append("{\"ca\":");
+    boolean(out, bc->ca);
+    out.append(",\"path_length\":");
+    if (bc->path_length) append_uint(out, *bc->path_length);
+    else null(out);
+    out.push_back('}');
+  } else {
+    null(out);
+  }
+
+  key(out, "key_usage");
+  if (ku) {
+    out.push_back('[');
+    bool first = true;
+    for (size_t bit = 0; bit < kKeyUsageNames.size(); ++bit) {
+      if (!(*ku & (1u << bit))) continue;
+      if (!first) out.push_back(',');
+      first = false;
+      out.push_back('"');
+      out.append(kKeyUsageNames[bit]);
+      out.push_back('"');
+    }
+    out.push_back(']');
+  } else {
+    null(out);
+  }
+
+  key(out, "extended_key_usage");
+  if (eku) oid_list(out, *eku);
+  else null(out);
+  key(out, "subject_key_id");
+  bytes_or_null(out, ski);
+  key(out, "authority_key_id");
+  bytes_or_null(out, aki);
+
+  key(out, "crl_distribution_points");
+  if (points) {
+    out.push_back('[');
+    bool first = true;
+    for (const DistributionPointValue& point : *points) {
+      for (const std::string& uri : point.uris) {
+        if (!first) out.push_back(',');
+        first = false;
+        append_json_string(out, uri);
+      }
+    }
+    out.push_back(']');
+  } else {
+    null(out);
+  }
+
+  key(out, "ocsp");
+  if (access) string_list(out, access->ocsp);
+  else null(out);
+  key(out, "ca_issuers");
+  if (access) string_list(out, access->ca_issuers);
+  else null(out);
+
+  key(out, "policies");
+  if (policies) oid_list(out, *policies);
+  else null(out);
+  return true;
+}
+
+void fingerprints(std::string& out, bytes_view der, const std::vector<Digest>& digests) {
+  key(out, "fingerprints");
+  out.push_back('{');
+  bool first = true;
+  for (Digest digest : digests) {
+    if (!first) out.push_back(',');
+    first = false;
+    switch (digest) {
+      case Digest::md5:
+        out.append("\"md5\":");
+        append_hex_string(out, md5(der));
+        break;
+      case Digest::sha1:
+        out.append("\"sha1\":");
+        append_hex_string(out, sha1(der));
+        break;
+      case Digest::sha256:
+        out.append("\"sha256\":");
+        append_hex_string(out, sha256(der));
+        break;
+    }
+  }
+  out.push_back('}');
+}
+
+// The view must be good and take the whole input.
+template <class View>
+bool check_whole(const View& view, bytes_view der) {
+  if (!view.ok()) return stop(failure_of(view.error()));
+  if (view.size() < der.size()) return stop(Failure{"octets after the element", ASN_LEFTOVER, view.size()});
+  return true;
+}
+
+void head(std::string& out, std::string_view file, const Object& object, const char* type) {
+  out.append("{\"file\":");
+  append_json_string(out, file);
+  out.append(",\"index\":");
+  append_uint(out, object.index.value_or(0));
+  out.append(object.pem ? ",\"format\":\"pem\"" : ",\"format\":\"der\"");
+  out.append(",\"type\":\"");
+  out.append(type);
+  out.push_back('"');
+}
+
+bool certificate(std::string& out, std::string_view file, const Object& object, bytes_view der,
+                 const RenderOptions& options) {
+  const CertificateView cert(der);
+  if (!check_whole(cert, der)) return false;
+  head(out, file, object, "certificate");
+  key(out, "version");
+  append_int(out, cert.version());
+  key(out, "serial");
+  append_hex_string(out, cert.serial());
+  key(out, "signature_algorithm");
+  oid(out, cert.signature_algorithm());
+  if (!name(out, "issuer", cert.issuer()) || !name(out, "subject", cert.subject()) ||
+      !time_field(out, "not_before", cert.not_before(), "notBefore") ||
+      !time_field(out, "not_after", cert.not_after(), "notAfter") || !public_key(out, cert.public_key()) ||
+      !extension_fields(out, cert.extensions()))
+    return false;
+  fingerprints(out, der, options.digests);
+  out.append("}\n");
+  return true;
+}
+
+bool request(std::string& out, std::string_view file, const Object& object, bytes_view der,
+             const RenderOptions& options) {
+  const RequestView req(der);
+  if (!check_whole(req, der)) return false;
+  head(out, file, object, "request");
+  key(out, "version");
+  append_int(out, req.version());
+  if (!name(out, "subject", req.subject()) || !public_key(out, req.public_key())) return false;
+  key(out, "signature_algorithm");
+  oid(out, req.signature_algorithm());
+  const found<std::vector<Oid>> attributes = req.attributes();
+  if (attributes.malformed()) return stop(failure_of(attributes.error, "attributes"));
+  key(out, "attributes");
+  oid_list(out, attributes.present() ? attributes.value : std::vector<Oid>{});
+  if (!extension_fields(out, req.extensions())) return false;
+  fingerprints(out, der, options.digests);
+  out.append("}\n");
+  return true;
+}
+
+bool bad_entry(const RevokedEntry& entry) {
+  return stop(Failure{"revoked entry: unreadable revocation date", std::nullopt, entry.offset});
+}
+
+// Whether every revoked entry can be written.
+bool check_revoked(const RevokedRange& range) {
+  for (const RevokedEntry& entry : range)
+    if (!entry.date) return bad_entry(entry);
+  if (range.error().code != 0) return stop(failure_of(range.error(), "revoked entry"));
+  return true;
+}
+
+bool crl(Sink& sink, std::string_view file, const Object& object, bytes_view der, const RenderOptions& options) {
+  std::string& out = sink.text;
+  const CrlView list(der);
+  if (!check_whole(list, der)) return false;
+  // A long list is checked whole first: once its text starts to leave, the
+  // line can no longer become an error line.
+  const bool streams = der.size() > kCheckFirstSize;
+  if (streams && !check_revoked(list.revoked())) return false;
+
+  head(out, file, object, "crl");
+  key(out, "version");
+  append_int(out, list.version());
+  if (!name(out, "issuer", list.issuer())) return false;
+  key(out, "signature_algorithm");
+  oid(out, list.signature_algorithm());
+  if (!time_field(out, "this_update", list.this_update(), "thisUpdate")) return false;
+  const found<std::chrono::sys_seconds> next = list.next_update();
+  if (next.malformed()) return stop(failure_of(next.error, "nextUpdate"));
+  key(out, "next_update");
+  if (next.present()) time(out, next.value);
+  else null(out);
+  key(out, "crl_number");
+  bytes_or_null(out, list.crl_number());
+  if (!extension_list(out, list.extensions())) return false;
+
+  key(out, "revoked");
+  out.push_back('[');
+  const RevokedRange range = list.revoked();
+  bool first = true;
+  for (const RevokedEntry& entry : range) {
+    if (!entry.date) return bad_entry(entry);
+    if (!first) out.push_back(',');
+    first = false;
+    out.append("{\"serial\":");
+    append_hex_string(out, entry.serial);
+    out.append(",\"date\":");
+    time(out, *entry.date);
+    out.append(",\"reason\":");
+    const char* reason = entry.reason ? reason_name(*entry.reason) : nullptr;
+    if (reason != nullptr) {
+      out.push_back('"');
+      out.append(reason);
+      out.push_back('"');
+    } else {
+      null(out);
+    }
+    out.push_back('}');
+    if (streams && out.size() >= kSpillSize) sink.spill();
+  }
+  if (range.error().code != 0) return stop(failure_of(range.error(), "revoked entry"));
+  out.push_back(']');
+  fingerprints(out, der, options.digests);
+  out.append("}\n");
+  return true;
+}
+
+// Whether the outer element's header or content runs past the end: a
+// truncated input, whatever it was meant to hold.
+bool runs_beyond(bytes_view der) {
+  if (der.size() < 2) return true;
+  size_t length = der[1], at = 2;
+  if (length & 0x80) {
+    const size_t octets = length & 0x7F;
+    if (octets == 0 || octets > 4) return false;
+    if (der.size() < at + octets) return true;
+    length = 0;
+    for (size_t i = 0; i < octets; ++i) length = length << 8 | der[at++];
+  }
+  return der.size() - at < length;
+}
+
+ObjectType type_of_label(std::string_view label) {
+  if (label == "CERTIFICATE" || label == "TRUSTED CERTIFICATE") return ObjectType::certificate;
+  if (label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST") return ObjectType::request;
+  if (label == "X509 CRL") return ObjectType::crl;
+  return ObjectType::automatic;
+}
+
+}  // namespace
+
+std::string rfc4514_text(const std::vector<RelativeName>& rdns) {
+  std::vector<std::string> texts;
+  for (const RelativeName& rdn : rdns)
+    for (const NameAttribute& attribute : rdn) texts.push_back(attribute.text());
+  std::string out;
+  append_rfc4514(out, rdns, texts);
+  return out;
+}
+
+void PemCutter::feed(std::span<const uint8_t> bytes, bool complete, std::vector<Object>& out) {
+  constexpr std::string_view kBegin = "-----BEGIN ";
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  // Only whole lines: up to the last line end unless the text is complete.
+  size_t limit = text.size();
+  if (!complete) {
+    const size_t last = text.rfind('\n');
+    limit = last == std::string_view::npos ? 0 : last + 1;
+  }
+  const auto close = [&](size_t end) {
+    Object& object = out.emplace_back();
+    object.index = index_++;
+    object.pem = true;
+    object.line = start_line_;
+    object.der = bytes.subspan(start_, end - start_);
+  };
+  for (size_t at = text.find(kBegin, scanned_); at != std::string_view::npos && at < limit;
+       at = text.find(kBegin, at + 1)) {
+    if (at != 0 && text[at - 1] != '\n') continue;
+    size_t end = text.find('\n', at);
+    if (end == std::string_view::npos) end = text.size();
+    std::string_view begin_line = text.substr(at, end - at);
+    while (!begin_line.empty() && (begin_line.back() == '\r' || begin_line.back() == ' ' || begin_line.back() == '\t'))
+      begin_line.remove_suffix(1);
+    if (begin_line.size() < kBegin.size() + 5 || !begin_line.ends_with("-----")) continue;
+    line_ += static_cast<size_t>(std::count(text.begin() + counted_, text.begin() + at, '\n'));
+    counted_ = at;
+    if (open_) close(at);
+    open_ = true;
+    start_ = at;
+    start_line_ = line_;
+  }
+  scanned_ = std::max(scanned_, limit);
+  if (complete && open_) {
+    close(text.size());
+    open_ = false;
+  }
+}
+
+std::vector<Object> split_input(std::span<const uint8_t> data) {
+  std::vector<Object> objects;
+  const auto whole_file = [&](const char* text) {
+    objects.emplace_back().failure = Failure{text, std::nullopt, std::nullopt};
+    return objects;
+  };
+  if (data.empty()) return whole_file("empty file");
+  const std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+  if (!looks_like_pem(text)) {
+    Object& whole = objects.emplace_back();
+    whole.index = 0;
+    whole.der = data;
+    return objects;
+  }
+  PemCutter cutter;
+  cutter.feed(data, true, objects);
+  if (objects.empty()) return whole_file(kNoBlock);
+  return objects;
+}
+
+bool render_object(std::string_view file, const Object& object, const RenderOptions& options, Sink& sink) {
+  std::string& out = sink.text;
+  if (object.failure) {
+    render_error(out, file, object.index, *object.failure);
+    return false;
+  }
+  const size_t start = out.size();
+  bytes_view der = object.der;
+  ObjectType type = ObjectType::automatic;
+  PemBlock block;
+  if (object.pem) {
+    PemReader reader(std::string_view(reinterpret_cast<const char*>(der.data()), der.size()));
+    reader.next(block);
+    const std::string where = "PEM block at line " + std::to_string(object.line) + ": ";
+    if (!block.ok()) {
+      render_error(out, file, object.index, Failure{where + block.error, std::nullopt, std::nullopt});
+      return false;
+    }
+    type = type_of_label(block.label);
+    if (type == ObjectType::automatic) {
+      render_error(out, file, object.index,
+                   Failure{where + "unexpected label \"" + block.label + "\"", std::nullopt, std::nullopt});
+      return false;
+    }
+    der = block.der;
+  }
+  if (options.type != ObjectType::automatic) type = options.type;
+  if (type == ObjectType::automatic) {
+    switch (detect_kind(der)) {
+      case DerKind::certificate: type = ObjectType::certificate; break;
+      case DerKind::request: type = ObjectType::request; break;
+      case DerKind::crl: type = ObjectType::crl; break;
+      case DerKind::unknown: break;
+    }
+  }
+  bool rendered = false;
+  switch (type) {
+    case ObjectType::certificate: rendered = certificate(out, file, object, der, options); break;
+    case ObjectType::request: rendered = request(out, file, object, der, options); break;
+    case ObjectType::crl: rendered = crl(sink, file, object, der, options); break;
+    case ObjectType::automatic:
+      if (runs_beyond(der)) stop(Failure{codec_error_text(ASN_OVERRUN), ASN_OVERRUN, 0});
+      else stop(Failure{"not a certificate, request or revocation list", std::nullopt, std::nullopt});
+      break;
+  }
+  if (rendered) return true;
+  // Nothing of the object has left yet: a failing list never spills.
+  out.resize(start);
+  render_error(out, file, object.index, t_failure.value_or(Failure{"failed", std::nullopt, std::nullopt}));
+  t_failure.reset();
+  return false;
+}
+
+void render_error(std::string& out, std::string_view file, std::optional<size_t> index, const Failure& failure) {
+  out.append("{\"file\":");
+  append_json_string(out, file);
+  out.append(",\"index\":");
+  if (index) append_uint(out, *index);
+  else null(out);
+  out.append(",\"error\":");
+  append_json_string(out, failure.text);
+  out.append(",\"code\":");
+  if (failure.code) append_int(out, *failure.code);
+  else null(out);
+  out.append(",\"offset\":");
+  if (failure.offset) append_uint(out, *failure.offset);
+  else null(out);
+  out.append("}\n");
+}
+
+}  // namespace qel::cli

@@ -1,0 +1,375 @@
+// Workers claim objects in output order: first the unclaimed objects of
+// files already (partly) cut into objects, lowest file first, then the next
+// file, which the claiming worker reads and cuts. A large PEM file is cut as
+// it is read, so its first blocks are rendered while the rest comes in. Each
+// object is rendered into its own string; whoever finishes the object the
+// output waits for takes the write token and writes every finished object
+// in order. An object whose text grows past kSpillSize waits for its turn,
+// takes the token and writes straight out. Claims stop while the window of
+// unwritten objects is full, except for the object the output waits for, so
+// nothing waits forever.
+#include "cli/runner.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+
+#include "toolkit/pem.h"
+
+namespace qel::cli {
+namespace {
+
+constexpr size_t kWindowObjects = 1024;
+constexpr size_t kWindowBytes = size_t{8} << 20;
+constexpr size_t kWriteChunk = size_t{64} << 10;
+constexpr size_t kReadChunk = size_t{1} << 20;  // files above this are cut as they are read
+
+struct Slot {
+  std::string text;
+  bool done = false;
+};
+
+// Deques: objects are added while others are being rendered, and an
+// object's address must not change.
+struct FileState {
+  InputBytes data;
+  std::deque<Object> objects;
+  std::deque<Slot> slots;
+  size_t next_claim = 0;
+  bool cut = false;  // every object is there
+};
+
+class Runner {
+ public:
+  Runner(const std::vector<Input>& inputs, const RunOptions& options)
+      : inputs_(inputs), options_(options), files_(inputs.size()) {}
+
+  RunResult go();
+
+ private:
+  class StreamSink;
+  void work();
+  bool window_full() const { return outstanding_ >= kWindowObjects || buffered_ >= kWindowBytes; }
+  void wait(std::unique_lock<std::mutex>& lock);
+  void wake();
+  void cut(std::unique_lock<std::mutex>& lock, size_t f);
+  bool read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size);
+  void publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<Object>& batch, bool last);
+  void render(std::unique_lock<std::mutex>& lock, size_t f, size_t k);
+  // With the token held: writes every finished object in order, then gives
+  // the token back.
+  void drain(std::unique_lock<std::mutex>& lock);
+  void advance();  // past the object at the writer's position
+  void settle();   // past files whose objects are all written
+  void write_out(const char* data, size_t size);
+  void progress_line(std::chrono::steady_clock::time_point start, bool& shown);
+
+  const std::vector<Input>& inputs_;
+  const RunOptions& options_;
+
+  std::mutex mutex_;
+  std::condition_variable cv_;
+  std::condition_variable done_;  // the last worker has left
+  size_t waiters_ = 0;
+  std::vector<FileState> files_;
+  std::set<size_t> open_;  // files with unclaimed objects
+  size_t next_file_ = 0;
+  size_t cutting_ = 0;      // files being read and cut
+  size_t outstanding_ = 0;  // claimed and not written
+  size_t buffered_ = 0;     // bytes of finished, unwritten objects
+  size_t wfile_ = 0, wobj_ = 0;  // the object the output waits for
+  bool writing_ = false;         // the write token
+  std::string pending_;          // finished text not yet handed to write(); the token holder's
+  unsigned running_ = 0;
+
+  std::atomic<uint64_t> objects_{0}, errors_{0};
+  bool write_failed_ = false;
+};
+
+class Runner::StreamSink : public Sink {
+ public:
+  StreamSink(Runner& runner, size_t f, size_t k) : runner_(runner), f_(f), k_(k) {}
+  void spill() override {
+    if (!holding) {
+      std::unique_lock<std::mutex> lock(runner_.mutex_);
+      while (runner_.writing_ || runner_.wfile_ != f_ || runner_.wobj_ != k_) runner_.wait(lock);
+      runner_.writing_ = true;
+      holding = true;
+      lock.unlock();
+      runner_.write_out(runner_.pending_.data(), runner_.pending_.size());  // the token holder's alone
+      runner_.pending_.clear();
+    }
+    runner_.write_out(text.data(), text.size());
+    text.clear();
+  }
+  bool holding = false;
+
+ private:
+  Runner& runner_;
+  size_t f_, k_;
+};
+
+void Runner::wait(std::unique_lock<std::mutex>& lock) {
+  ++waiters_;
+  cv_.wait(lock);
+  --waiters_;
+}
+
+void Runner::wake() {
+  if (waiters_ > 0) cv_.notify_all();
+}
+
+void Runner::write_out(const char* data, size_t size) {
+  while (size > 0 && !write_failed_) {
+    const ssize_t n = ::write(options_.out_fd, data, size);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      write_failed_ = true;  // only the token holder writes
+      return;
+    }
+    data += n;
+    size -= static_cast<size_t>(n);
+  }
+}
+
+void Runner::publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<Object>& batch, bool last) {
+  lock.lock();
+  FileState& file = files_[f];
+  for (Object& object : batch) {
+    file.objects.push_back(std::move(object));
+    file.slots.emplace_back();
+  }
+  batch.clear();
+  if (file.next_claim < file.objects.size()) open_.insert(f);
+  if (last) {
+    file.cut = true;
+    --cutting_;
+    // The output may have been waiting for the end of this file.
+    if (!writing_ && wfile_ == f) {
+      writing_ = true;
+      drain(lock);
+    }
+  }
+  wake();
+  lock.unlock();
+}
+
+// Reads a large regular file in pieces; when it is PEM (a BEGIN line in its
+// first piece), the blocks whose text is in are handed out while the rest is
+// read. False when it is not: the whole file is read then, for the caller
+// to cut.
+bool Runner::read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size) {
+  InputBytes& data = files_[f].data;  // no one else looks at it before its objects are out
+  data.data.reset(new uint8_t[size]);
+  data.size = 0;
+  PemCutter cutter;
+  std::vector<Object> batch;
+  std::optional<bool> pem;
+  for (;;) {
+    const size_t want = pem == false ? size - data.size : std::min(kReadChunk, size - data.size);
+    const ssize_t n = read(fd, data.data.get() + data.size, want);
+    if (n < 0 && errno == EINTR) continue;
+    if (n > 0) data.size += static_cast<size_t>(n);
+    const bool complete = n <= 0 || data.size == size;  // a read error ends the text too
+    if (!pem && (complete || data.size >= kReadChunk))
+      pem = looks_like_pem(std::string_view(reinterpret_cast<const char*>(data.data.get()), data.size));
+    if (pem == true) {
+      cutter.feed(data.view(), complete, batch);
+      if (complete && cutter.objects() == 0)
+        batch.emplace_back().failure = Failure{kNoBlock, std::nullopt, std::nullopt};
+      if (complete || !batch.empty()) publish(lock, f, batch, complete);
+    }
+    if (complete) return pem == true;
+  }
+}
+
+void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
+  FileState& file = files_[f];
+  const Input& input = inputs_[f];
+  std::vector<Object> objects;
+  std::string error = input.failure.value_or("");
+  size_t size = 0;
+  const int fd = input.failure ? -1 : open_input(input.path, size, error);
+  if (fd >= 0) {
+    const bool cut_while_read = size > kReadChunk && read_cutting(lock, f, fd, size);
+    // Small files, standard input, and large files that are not PEM.
+    const bool whole = cut_while_read || file.data.size > 0 || read_whole(fd, size, file.data, error);
+    if (fd != STDIN_FILENO) close(fd);
+    if (cut_while_read) return;  // its objects are out
+    if (whole) objects = split_input(file.data.view());
+  }
+  if (objects.empty()) objects.emplace_back().failure = Failure{std::move(error), std::nullopt, std::nullopt};
+  publish(lock, f, objects, true);
+}
+
+void Runner::settle() {
+  while (wfile_ < files_.size() && files_[wfile_].cut && wobj_ == files_[wfile_].objects.size()) {
+    files_[wfile_] = FileState{};  // release the file's bytes
+    ++wfile_;
+    wobj_ = 0;
+  }
+}
+
+void Runner::advance() {
+  --outstanding_;
+  ++wobj_;
+  settle();
+}
+
+void Runner::drain(std::unique_lock<std::mutex>& lock) {
+  for (;;) {
+    settle();
+    while (wfile_ < files_.size() && wobj_ < files_[wfile_].slots.size() && files_[wfile_].slots[wobj_].done) {
+      Slot& slot = files_[wfile_].slots[wobj_];
+      pending_.append(slot.text);
+      buffered_ -= slot.text.size();
+      std::string().swap(slot.text);
+      advance();
+    }
+    const bool finished = wfile_ == files_.size();
+    if (pending_.size() < kWriteChunk && !finished) break;
+    wake();  // the window moved
+    lock.unlock();
+    write_out(pending_.data(), pending_.size());  // only the token holder touches pending_
+    pending_.clear();
+    lock.lock();
+    if (finished) break;
+  }
+  writing_ = false;
+  wake();
+}
+
+void Runner::render(std::unique_lock<std::mutex>& lock, size_t f, size_t k) {
+  const Object& object = files_[f].objects[k];
+  lock.unlock();
+  StreamSink sink(*this, f, k);
+  sink.text.reserve(4096);  // most lines fit: one allocation each
+  const bool good = render_object(inputs_[f].path, object, options_.render, sink);
+  objects_.fetch_add(1, std::memory_order_relaxed);
+  if (!good) errors_.fetch_add(1, std::memory_order_relaxed);
+  if (sink.holding) {
+    // Its text has been leaving: the rest goes the same way, then the
+    // objects behind it.
+    write_out(sink.text.data(), sink.text.size());
+    lock.lock();
+    files_[f].slots[k].done = true;
+    advance();
+    drain(lock);
+    return;
+  }
+  lock.lock();
+  Slot& slot = files_[f].slots[k];
+  buffered_ += sink.text.size();
+  slot.text = std::move(sink.text);
+  slot.done = true;
+  if (!writing_ && f == wfile_ && k == wobj_) {
+    writing_ = true;
+    drain(lock);
+  }
+}
+
+void Runner::work() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  for (;;) {
+    if (!open_.empty()) {
+      const size_t f = *open_.begin();
+      FileState& file = files_[f];
+      const size_t k = file.next_claim;
+      if (window_full() && !(f == wfile_ && k == wobj_)) {
+        wait(lock);
+        continue;
+      }
+      if (++file.next_claim == file.objects.size()) open_.erase(open_.begin());
+      ++outstanding_;
+      render(lock, f, k);
+      continue;
+    }
+    if (next_file_ < files_.size()) {
+      const size_t f = next_file_;
+      if (window_full() && f != wfile_) {
+        wait(lock);
+        continue;
+      }
+      ++next_file_;
+      ++cutting_;
+      lock.unlock();
+      cut(lock, f);  // publishes, and leaves the lock unlocked
+      lock.lock();
+      continue;
+    }
+    if (cutting_ == 0) break;
+    wait(lock);  // a file being cut may bring more objects
+  }
+  if (--running_ == 0) done_.notify_all();
+}
+
+void Runner::progress_line(std::chrono::steady_clock::time_point start, bool& shown) {
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (seconds <= 1.0) return;
+  const uint64_t done = objects_.load(std::memory_order_relaxed);
+  std::fprintf(stderr, "\r%llu objects, %.0f/s, %llu errors\033[K", static_cast<unsigned long long>(done),
+               static_cast<double>(done) / seconds,
+               static_cast<unsigned long long>(errors_.load(std::memory_order_relaxed)));
+  std::fflush(stderr);
+  shown = true;
+}
+
+RunResult Runner::go() {
+  const auto start = std::chrono::steady_clock::now();
+  const unsigned threads = options_.threads == 0 ? 1 : options_.threads;
+  std::vector<std::thread> workers;
+  running_ = threads;
+  for (unsigned i = 0; i < threads; ++i) workers.emplace_back([this] { work(); });
+  bool shown = false;
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (running_ > 0) {
+      done_.wait_for(lock, std::chrono::milliseconds(250));
+      if (options_.progress && running_ > 0) {
+        lock.unlock();
+        progress_line(start, shown);
+        lock.lock();
+      }
+    }
+  }
+  for (std::thread& worker : workers) worker.join();
+  write_out(pending_.data(), pending_.size());
+  if (shown) {
+    std::fputs("\r\033[K", stderr);
+    std::fflush(stderr);
+  }
+  return RunResult{objects_.load(), errors_.load(), write_failed_};
+}
+
+}  // namespace
+
+unsigned available_cpus() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  if (sched_getaffinity(0, sizeof set, &set) == 0) {
+    const int count = CPU_COUNT(&set);
+    if (count > 0) return static_cast<unsigned>(count);
+  }
+  const unsigned hardware = std::thread::hardware_concurrency();
+  return hardware > 0 ? hardware : 1;
+}
+
+RunResult run(const std::vector<Input>& inputs, const RunOptions& options) {
+  Runner runner(inputs, options);
+  return runner.go();
+}
+
+}  // namespace qel::cli
