@@ -6,6 +6,7 @@
 #include <utility>
 #include <cstring>
 
+#include "asn/compiled.h"
 #include "asn/internal.h"
 #include "asn/alloc.h"
 
@@ -194,14 +195,6 @@ bool cursor_usable(uint8_t** cursor, int32_t* err) {
   return true;
 }
 
-// Closing step of sequences and lists: where the position stands against end.
-void check_end(const uint8_t* pos, const uint8_t* end, int32_t* err) {
-  if (!fits(pos, 0, end)) set_err(err, ASN_OVERRUN);
-  else if (pos != end) set_err(err, ASN_LEFTOVER);
-}
-
-void* unpack_at(const TypeDesc* d, const uint8_t** cursor, const uint8_t* limit, int32_t tag,
-                int32_t* err);
 
 // ---------------------------------------------------------------------------
 // Sequence
@@ -219,6 +212,8 @@ void seq_dip(const TypeDesc* d, void* v) {
     }
   }
 }
+
+}  // namespace
 
 int32_t seq_size(const TypeDesc* d, void* v, int32_t with_header) {
   if (v == nullptr) return 0;
@@ -252,6 +247,8 @@ void seq_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t
   }
   check_written(start, *cursor, content, err);
 }
+
+namespace {
 
 // Decodes one field of a sequence, folding a required field's result into
 // `result`.
@@ -342,6 +339,8 @@ void list_dip(const TypeDesc* d, void* v) {
   }
 }
 
+}  // namespace
+
 int32_t list_size(const TypeDesc* d, void* v, int32_t with_header) {
   if (v == nullptr) return 0;
   const int32_t content = remembered(d, v, [&] {
@@ -354,6 +353,8 @@ int32_t list_size(const TypeDesc* d, void* v, int32_t with_header) {
   });
   return (with_header & 0xFFFF) != 0 ? tagged(content, 1) : content;
 }
+
+namespace {
 
 // Writes the elements of a set-of in DER order: each encoded into a zeroed
 // block as long as the longest encoding, blocks sorted by memcmp.
@@ -409,6 +410,8 @@ void setof_elements(const TypeDesc* d, uint8_t** cursor, void** items, int32_t n
   }
 }
 
+}  // namespace
+
 void list_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err) {
   if (v == nullptr || !cursor_usable(cursor, err)) return;
   const bool set_of = d->shape == Shape::SetOf;
@@ -430,6 +433,8 @@ void list_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_
   }
   check_written(start, *cursor, content, err);
 }
+
+namespace {
 
 int32_t list_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uint8_t* limit,
                  const uint8_t*, int32_t tag, int32_t* err) {
@@ -483,6 +488,8 @@ void choice_dip(const TypeDesc* d, void* v) {
   }
 }
 
+}  // namespace
+
 int32_t choice_size(const TypeDesc* d, void* v, int32_t with_header) {
   if (v == nullptr) return 0;
   const int32_t content = remembered(d, v, [&] {
@@ -510,6 +517,8 @@ void choice_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int3
   }
   check_written(start, *cursor, expected, err);
 }
+
+namespace {
 
 // Decodes a choice at the position. `outer` bounds the wrapper of a wrapped
 // alternative, whose inner element is read against the wrapper's own end: a
@@ -543,6 +552,8 @@ int32_t choice_uip(const TypeDesc* d, void* v, const uint8_t** cursor, const uin
   return t_uip(alt->type, c.value, cursor, limit, limit, octet, err);
 }
 
+}  // namespace
+
 // Makes a record and decodes into it: _unpack_X below its entry checks.
 // Nothing is made when the position is at `limit` or holds another tag
 // (any tag will do for choices and raw blocks).
@@ -568,8 +579,6 @@ void constructed_drop(const TypeDesc* d, void* v) {
   const bool list = d->shape == Shape::SequenceOf || d->shape == Shape::SetOf;
   detail::give_record(v, d->record_size, list ? d->list.items_offset : d->record_size);
 }
-
-}  // namespace
 
 }  // namespace qel::engine
 

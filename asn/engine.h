@@ -178,7 +178,7 @@ inline constexpr uint8_t kSetTag = 0x31;
 
 template <size_t N>
 constexpr TypeDesc sequence(const char* name, uint32_t record_size,
-                            const FieldDesc (&fields)[N]) {
+                            const FieldDesc (&fields)[N], const TypeOps* ops = &sequence_ops) {
   uint32_t trailing = 0;  // one past the last required field
   for (size_t i = 0; i < N; ++i)
     if (!is_optional(fields[i])) trailing = static_cast<uint32_t>(i + 1);
@@ -187,29 +187,31 @@ constexpr TypeDesc sequence(const char* name, uint32_t record_size,
                   .tag = kSequenceTag,
                   .flags = static_cast<uint16_t>(trailing != 0 ? TYPE_HAS_REQUIRED : 0),
                   .record_size = record_size,
-                  .ops = &sequence_ops,
+                  .ops = ops,
                   .seq = {.fields = fields, .count = N, .trailing_from = trailing}};
 }
 
 constexpr uint32_t kMaxSetOfCapacity = 256;
 
-constexpr TypeDesc list(const char* name, Shape shape, uint32_t record_size, ListPart part) {
+constexpr TypeDesc list(const char* name, Shape shape, uint32_t record_size, ListPart part,
+                        const TypeOps* ops = &list_ops) {
   return TypeDesc{.name = name,
                   .shape = shape,
                   .tag = shape == Shape::SetOf ? kSetTag : kSequenceTag,
                   .record_size = record_size,
-                  .ops = &list_ops,
+                  .ops = ops,
                   .list = part};
 }
 
 template <size_t N>
-constexpr TypeDesc choice(const char* name, uint32_t record_size, const AltDesc (&alts)[N]) {
+constexpr TypeDesc choice(const char* name, uint32_t record_size, const AltDesc (&alts)[N],
+                          const TypeOps* ops = &choice_ops) {
   return TypeDesc{.name = name,
                   .shape = Shape::Choice,
                   .tag = TAG_CHOICE,
                   .flags = TYPE_ANY_TAG,
                   .record_size = record_size,
-                  .ops = &choice_ops,
+                  .ops = ops,
                   .choice = {.alts = alts, .count = N}};
 }
 
@@ -293,6 +295,13 @@ size_t type_registry_size();
     .type = &T##_desc                                                                \
   }
 
+// The operations a table's descriptor gets: the generic engine's, unless
+// the file holding the table includes asn/compiled.h, which compiles the
+// decoders and releases from the tables.
+#define QEL_SEQUENCE_OPS_(table) (&engine::sequence_ops)
+#define QEL_LIST_OPS_(X, T, element_tag) (&engine::list_ops)
+#define QEL_CHOICE_OPS_(X) (&engine::choice_ops)
+
 // Descriptor definitions for the three shapes. Inside the table, R names the
 // record type.
 #define QEL_SEQUENCE(X, ...)                                                           \
@@ -302,7 +311,8 @@ size_t type_registry_size();
     static constexpr FieldDesc fields[] = {__VA_ARGS__};                               \
   };                                                                                   \
   }                                                                                    \
-  constinit const TypeDesc X##_desc = engine::sequence(#X, sizeof(X), X##_table::fields);
+  constinit const TypeDesc X##_desc = engine::sequence(                                \
+      #X, sizeof(X), X##_table::fields, QEL_SEQUENCE_OPS_(X##_table));
 
 // An element tag, where it differs from the element type's own, is the
 // optional last argument.
@@ -312,7 +322,8 @@ size_t type_registry_size();
       ListPart{.element = &T##_desc,                                                         \
                .element_tag = QEL_TAG_(__VA_ARGS__),                                         \
                .capacity = static_cast<uint32_t>(std::extent_v<decltype(X::items)>),        \
-               .items_offset = offsetof(X, items)});                                         \
+               .items_offset = offsetof(X, items)},                                          \
+      QEL_LIST_OPS_(X, T, QEL_TAG_(__VA_ARGS__)));                      \
   static_assert(std::is_same_v<decltype(X::count), int32_t> && offsetof(X, count) == 0);
 #define QEL_SEQUENCE_OF(X, T, ...) QEL_LIST_(X, Shape::SequenceOf, T, __VA_ARGS__)
 #define QEL_SET_OF(X, T, ...)                                                       \
@@ -321,7 +332,8 @@ size_t type_registry_size();
 
 #define QEL_CHOICE(X, ...)                                 \
   static constexpr AltDesc X##_alts[] = {__VA_ARGS__};     \
-  constinit const TypeDesc X##_desc = engine::choice(#X, sizeof(X), X##_alts);
+  constinit const TypeDesc X##_desc =                      \
+      engine::choice(#X, sizeof(X), X##_alts, QEL_CHOICE_OPS_(X));
 
 }  // namespace qel
 #pragma GCC visibility pop

@@ -70,6 +70,30 @@ inline bool read_length(const uint8_t*& pos, const uint8_t* limit, uint32_t& len
   return read_long_length(*first & 0x7Fu, pos, limit, length);
 }
 
+// Copies n > 0 octets. Most values are a few to sixteen octets: those are
+// copied inline, in two overlapping words where they fill one.
+inline void copy_octets(uint8_t* to, const uint8_t* from, uint32_t n) {
+  if (n - 1 < 3) {
+    to[0] = from[0];
+    to[n / 2] = from[n / 2];
+    to[n - 1] = from[n - 1];
+  } else if (n < 8) {
+    uint32_t a, b;
+    std::memcpy(&a, from, 4);
+    std::memcpy(&b, from + n - 4, 4);
+    std::memcpy(to, &a, 4);
+    std::memcpy(to + n - 4, &b, 4);
+  } else if (n <= 16) {
+    uint64_t a, b;
+    std::memcpy(&a, from, 8);
+    std::memcpy(&b, from + n - 8, 8);
+    std::memcpy(to, &a, 8);
+    std::memcpy(to + n - 8, &b, 8);
+  } else {
+    std::memcpy(to, from, n);
+  }
+}
+
 inline constexpr int32_t kAnyTag = -1;
 inline constexpr uint32_t kAnyLength = 0xFFFFFFFFu;
 // As `outer`: the content is not held against any bound.
@@ -111,6 +135,12 @@ inline Header read_header(const uint8_t* pos, const uint8_t* limit, int32_t tag,
   if (fixed_length != kAnyLength && n != fixed_length) h.outcome = Header::kRefused;
   else if (outer != kUnbounded && !fits(pos, n, outer)) h.outcome = Header::kOverrun;
   return h;
+}
+
+// Closing step of sequences and lists: where the position stands against end.
+inline void check_end(const uint8_t* pos, const uint8_t* end, int32_t* err) {
+  if (!fits(pos, 0, end)) set_err(err, ASN_OVERRUN);
+  else if (pos != end) set_err(err, ASN_LEFTOVER);
 }
 
 // Stores -9 and moves the position to `limit`: what a decoder does when its

@@ -6,6 +6,9 @@
 // thread; what does not fit goes back to the heap at once, and a thread's
 // caches go back to the heap when the thread ends. A record made on one
 // thread and released on another simply joins the second thread's cache.
+//
+// The common cases, taking a kept block and keeping a small record, are
+// inline in asn/pool.h; this file holds what they fall back on.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -15,62 +18,48 @@
 #endif
 
 #include "asn/alloc.h"
-#include "asn/internal.h"
 #include "asn/pool.h"
 
 namespace qel::detail {
+
+constinit thread_local HotCaches hot_caches{};
+
 namespace {
 
-constexpr size_t kGrain = 16;
-constexpr size_t kSmallClasses = 32;  // 16, 32, ... 512 octets
-constexpr size_t kSmallLimit = kGrain * kSmallClasses;
-constexpr size_t kLargeSlots = 4;     // big records (long lists), by exact size
+constexpr size_t kLargeSlots = 4;  // big records (long lists), by exact size
 // Octets each cache may keep per thread: enough for a revocation list of
 // 2,048 entries with an extension on every other one.
 constexpr size_t kRecordBudget = 512 * 1024;
 constexpr size_t kOctetBudget = 256 * 1024;
 
-// A kept record holds the link in its first word and, in its second, how
-// many of its leading octets may be non-zero.
-struct Cache {
-  size_t budget;
-  void* heads[kSmallClasses + 1];  // by class; the link lies in a block's first word
-  struct Large {
-    void* block;
-    size_t size;
-    size_t dirty;  // leading octets that may be non-zero
-  } large[kLargeSlots];
-  size_t kept;
+struct Large {
+  void* block;
+  size_t size;
+  size_t dirty;  // leading octets that may be non-zero
 };
 
-struct Caches {
-  Cache records;
-  Cache octets;
-  bool armed;   // the thread's release at exit is registered
-  bool closed;  // the thread is ending: no more caching
+struct ColdCaches {
+  Large large[kLargeSlots];  // records only; they share the records' room
+  bool armed;                // the thread's release at exit is registered
+  bool closed;               // the thread is ending: no more caching
 };
 
-constinit thread_local Caches caches{{kRecordBudget, {}, {}, 0}, {kOctetBudget, {}, {}, 0}, false, false};
+constinit thread_local ColdCaches cold{};
 
-void release(Cache& c) {
+void release(SmallCache& c) {
   for (void*& head : c.heads) {
     while (head != nullptr) {
       void* block = head;
-      QEL_UNPOISON(block, sizeof(void*));
+      pool_unpoison(block, sizeof(void*));
       std::memcpy(&head, block, sizeof(void*));
       std::free(block);
     }
   }
-  for (Cache::Large& slot : c.large) {
-    std::free(slot.block);
-    slot = Cache::Large{};
-  }
-  c.kept = 0;
 }
 
 struct ReleaseAtExit {
   ~ReleaseAtExit() {
-    caches.closed = true;
+    cold.closed = true;
     release_caches();
   }
   void arm() {}
@@ -78,104 +67,86 @@ struct ReleaseAtExit {
 thread_local ReleaseAtExit release_at_exit;
 
 // Called before a thread keeps its first block, so that its caches are
-// emptied when it ends.
-inline void arm() {
-  if (caches.armed) return;
-  caches.armed = true;
+// emptied when it ends; opens the budgets. False once the thread is ending.
+bool arm() {
+  if (cold.closed) return false;
+  if (cold.armed) return true;
+  cold.armed = true;
   release_at_exit.arm();
-}
-
-inline size_t class_of(size_t size) { return (size + kGrain - 1) / kGrain; }
-
-void* pop(Cache& c, size_t k) {
-  void* block = c.heads[k];
-  if (block == nullptr) return nullptr;
-  QEL_UNPOISON(block, k * kGrain);
-  std::memcpy(&c.heads[k], block, sizeof(void*));
-  c.kept -= k * kGrain;
-  return block;
-}
-
-// Keeps a block of class k; false when the budget is spent.
-bool push(Cache& c, void* block, size_t k) {
-  if (caches.closed || c.kept + k * kGrain > c.budget) return false;
-  arm();
-  std::memcpy(block, &c.heads[k], sizeof(void*));
-  // The link stays readable, so that leak checkers can follow the list.
-  QEL_POISON(static_cast<char*>(block) + sizeof(void*), k * kGrain - sizeof(void*));
-  c.heads[k] = block;
-  c.kept += k * kGrain;
+  hot_caches.records.room = kRecordBudget;
+  hot_caches.octets.room = kOctetBudget;
   return true;
 }
 
-constexpr size_t kHead = 2 * sizeof(size_t);  // link and dirty count of a kept record
+// Keeps a block of class k; false when the budget is spent. The room is 0
+// until the thread is armed, so the first block takes the slow way.
+bool push(SmallCache& c, void* block, size_t k) {
+  if (c.room < k * kGrain && (!arm() || c.room < k * kGrain)) return false;
+  std::memcpy(block, &c.heads[k], sizeof(void*));
+  pool_poison(block, k * kGrain);
+  c.heads[k] = block;
+  c.room -= k * kGrain;
+  return true;
+}
 
 }  // namespace
 
 void release_caches() {
-  release(caches.records);
-  release(caches.octets);
+  release(hot_caches.records);
+  release(hot_caches.octets);
+  for (Large& slot : cold.large) {
+    std::free(slot.block);
+    slot = Large{};
+  }
+  // Nothing is kept any more: the whole budget is free again, or none at
+  // all once the thread is ending.
+  const bool open = cold.armed && !cold.closed;
+  hot_caches.records.room = open ? kRecordBudget : 0;
+  hot_caches.octets.room = open ? kOctetBudget : 0;
 }
 
-void* take_record(size_t size) {
-  // A kept record counts as an allocation too, so that a test can fail it
-  // whatever the cache holds.
-  if (allocation_fails()) return nullptr;
-  Cache& c = caches.records;
-  if (size <= kSmallLimit) {
-    const size_t k = class_of(size > 0 ? size : 1);
-    if (void* record = pop(c, k)) {
-      size_t dirty;
-      std::memcpy(&dirty, static_cast<char*>(record) + sizeof(void*), sizeof dirty);
-      // Whole grains, inline: the dirty part of a small record is a few
-      // grains at most, too short to be worth a call.
-      auto* bytes = static_cast<char*>(record);
-      for (size_t at = 0; at < dirty; at += kGrain) std::memset(bytes + at, 0, kGrain);
-      return record;
-    }
-    return std::calloc(1, k * kGrain);
-  }
-  for (Cache::Large& slot : c.large) {
+void* take_record_slow(size_t size) {
+  if (size <= kSmallLimit) return std::calloc(1, class_of(size > 0 ? size : 1) * kGrain);
+  for (Large& slot : cold.large) {
     if (slot.block == nullptr || slot.size != size) continue;
     void* record = slot.block;
-    QEL_UNPOISON(record, size);
+    pool_unpoison(record, size);
     std::memset(record, 0, slot.dirty);
-    c.kept -= size;
-    slot = Cache::Large{};
+    hot_caches.records.room += size;
+    slot = Large{};
     return record;
   }
   return std::calloc(1, size);
 }
 
-void give_record(void* record, size_t size, size_t dirty) {
-  if (record == nullptr) return;
-  Cache& c = caches.records;
+void give_record_slow(void* record, size_t size, size_t dirty) {
+  SmallCache& c = hot_caches.records;
   if (size <= kSmallLimit) {
     const size_t k = class_of(size > 0 ? size : 1);
-    dirty = dirty < kHead ? kHead : dirty > k * kGrain ? k * kGrain : dirty;
-    std::memcpy(static_cast<char*>(record) + sizeof(void*), &dirty, sizeof dirty);
-    if (!push(c, record, k)) std::free(record);
+    const size_t end = dirty < k * kGrain ? dirty : k * kGrain;
+    if (arm() && c.room >= k * kGrain) {
+      std::memset(record, 0, end);
+      push(c, record, k);
+    } else {
+      std::free(record);
+    }
     return;
   }
-  if (!caches.closed && c.kept + size <= c.budget) {
-    for (Cache::Large& slot : c.large) {
+  if (arm() && c.room >= size) {
+    for (Large& slot : cold.large) {
       if (slot.block != nullptr) continue;
-      arm();
-      slot = Cache::Large{record, size, dirty < size ? dirty : size};
-      QEL_POISON(record, size);
-      c.kept += size;
+      slot = Large{record, size, dirty < size ? dirty : size};
+      pool_poison(record, size);
+      c.room -= size;
       return;
     }
   }
   std::free(record);
 }
 
-uint8_t* take_octets(size_t size) {
-  if (allocation_fails()) return nullptr;
+uint8_t* take_octets_slow(size_t size) {
   if (size > kSmallLimit) return static_cast<uint8_t*>(std::malloc(size));
-  const size_t k = class_of(size > 0 ? size : 1);
-  if (void* block = pop(caches.octets, k)) return static_cast<uint8_t*>(block);
-  return static_cast<uint8_t*>(std::malloc(k * kGrain));
+  return static_cast<uint8_t*>(std::malloc(class_of(size > 0 ? size : 1) * kGrain));
 }
 
 void give_octets(void* block, int32_t length) {
@@ -190,7 +161,7 @@ void give_octets(void* block, int32_t length) {
 #endif
   (void)length;
   const size_t k = usable / kGrain;
-  if (k == 0 || k > kSmallClasses || !push(caches.octets, block, k)) std::free(block);
+  if (k == 0 || k > kSmallClasses || !push(hot_caches.octets, block, k)) std::free(block);
 }
 
 }  // namespace qel::detail

@@ -1,31 +1,11 @@
 // Descriptors of the primitives, so that catalogue tables can name them as
 // field and element types.
+#include "asn/compiled.h"
 #include "asn/engine.h"
 #include "asn/internal.h"
 
 namespace qel {
 namespace {
-
-// Adapts a primitive's typed operations to the engine's untyped ones. The
-// decoder is the one below the entry checks: the engine made those already.
-template <class R, R* (*New)(), void (*Dip)(R*), void (*Drop)(R*), int32_t (*Size)(R*, int32_t),
-          void (*Pack)(uint8_t**, R*, int32_t, int32_t*),
-          int32_t (*Uip)(R*, const uint8_t**, const uint8_t*, int32_t, int32_t*)>
-struct Adapt {
-  static void* make(const TypeDesc*) { return New(); }
-  static void dip(const TypeDesc*, void* v) { Dip(static_cast<R*>(v)); }
-  static void drop(const TypeDesc*, void* v) { Drop(static_cast<R*>(v)); }
-  static int32_t size(const TypeDesc*, void* v, int32_t h) { return Size(static_cast<R*>(v), h); }
-  static void pack(const TypeDesc*, uint8_t** c, void* v, int32_t tag, int32_t* err) {
-    Pack(c, static_cast<R*>(v), tag, err);
-  }
-  static int32_t uip(const TypeDesc*, void* v, const uint8_t** c, const uint8_t* limit,
-                     const uint8_t*, int32_t tag, int32_t* err) {
-    return Uip(static_cast<R*>(v), c, limit, tag, err);
-  }
-  static constexpr TypeOps ops{
-      .make = make, .dip = dip, .drop = drop, .size = size, .pack = pack, .uip = uip};
-};
 
 constexpr uint32_t record_size(uint32_t size) {
   return size < sizeof(void*) ? static_cast<uint32_t>(sizeof(void*)) : size;
@@ -40,11 +20,6 @@ constexpr TypeDesc primitive(const char* name, int32_t tag, uint32_t size, const
                   .record_size = record_size(size),
                   .ops = ops};
 }
-
-#define QEL_VALUE_OPS(X, SIZE)                                                              \
-  Adapt<vbl_blk, new_vbl_blk, dip_vbl_blk, drop_vbl_blk, SIZE, _pack_##X, decode_##X>::ops
-#define QEL_RECORD_OPS(X) \
-  Adapt<X, new_##X, dip_##X, drop_##X, sizeof_##X, _pack_##X, decode_##X>::ops
 
 }  // namespace
 

@@ -58,7 +58,7 @@ int32_t decode_octets(int32_t tag, int32_t& length, uint8_t*& bytes, const uint8
   if (n > 0) {
     bytes = detail::take_octets(n);
     if (bytes == nullptr) return 0;  // the position stays behind the length field
-    std::memcpy(bytes, h.content, n);
+    copy_octets(bytes, h.content, n);
   }
   *cursor = h.content + n;
   if (globalDebugLevel > 0) trace_prim(bytes, length, trace_level);

@@ -1,6 +1,8 @@
 // Tables of the certificate types.
 #include "types/certificate.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 QEL_SEQUENCE(AlgorithmIdentifier,

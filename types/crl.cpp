@@ -1,6 +1,8 @@
 // Tables of the revocation list types.
 #include "types/crl.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 QEL_SEQUENCE(RevokedCertificate,

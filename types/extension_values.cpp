@@ -1,6 +1,8 @@
 // Tables of the extension values and key parameters.
 #include "types/extension_values.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 QEL_SEQUENCE(BasicConstraints,

@@ -1,6 +1,8 @@
 // Tables of general names and distribution points.
 #include "types/general_names.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 QEL_SEQUENCE(anotherName,

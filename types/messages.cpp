@@ -1,6 +1,8 @@
 // Tables of the PKCS#7 message types.
 #include "types/messages.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 QEL_SEQUENCE(ContentInfo,

@@ -1,6 +1,8 @@
 // Tables of the name and attribute types.
 #include "types/names.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 QEL_SEQUENCE(AttributeValueAssertion,

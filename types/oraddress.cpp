@@ -1,6 +1,8 @@
 // Tables of the O/R address types.
 #include "types/oraddress.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 #define QEL_DOMAIN_CHOICE(X) \

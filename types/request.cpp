@@ -1,6 +1,8 @@
 // Tables of the certification request types.
 #include "types/request.h"
 
+#include "asn/compiled.h"
+
 namespace qel {
 
 QEL_SEQUENCE(CertificationRequestInfo,
