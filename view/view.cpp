@@ -36,14 +36,14 @@ class Walker {
   uint8_t next_tag() const { return failed() || at_end() ? 0 : *pos_; }
 
   // The next element, which must carry `tag` (kAnyTag: any).
-  bool take(Element& e, int32_t tag = kAnyTag) {
+  [[gnu::always_inline]] bool take(Element& e, int32_t tag = kAnyTag) {
     if (failed()) return false;
     if (at_end() || (tag != kAnyTag && *pos_ != static_cast<uint8_t>(tag)))
       return fail(ASN_FIELD_FAILED, pos_);
     return read(e);
   }
   // The next element when it carries `tag`; false without failing otherwise.
-  bool maybe(Element& e, uint8_t tag) {
+  [[gnu::always_inline]] bool maybe(Element& e, uint8_t tag) {
     if (next_tag() != tag) return false;
     return read(e);
   }
@@ -59,7 +59,7 @@ class Walker {
   }
 
  private:
-  bool read(Element& e) {
+  [[gnu::always_inline]] bool read(Element& e) {
     const Header h = read_header(pos_, end_, kAnyTag, end_);
     if (h.outcome != Header::kGood) return fail(ASN_OVERRUN, pos_);
     e.tag = h.tag;
@@ -873,6 +873,7 @@ bool small_version(const Element& e, int& version) {
 std::string Oid::text() const {
   std::string out;
   if (content.empty() || (content.back() & 0x80) != 0) return out;
+  out.reserve(3 * content.size() + 2);
   char buf[24];
   uint64_t arc = 0;
   bool first = true;
@@ -990,6 +991,7 @@ std::string NameView::rfc4514() const {
     NameAttribute attribute;
   };
   std::vector<Item> items;
+  items.reserve(16);
   const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
     items.push_back(a == nullptr ? Item{true, {}} : Item{false, *a});
   });
