@@ -393,20 +393,28 @@ const char* short_name(const Oid& type) {
   return nullptr;
 }
 
+// The characters RFC 4514 escapes wherever they stand.
+constexpr auto kEscaped = [] {
+  std::array<bool, 256> escaped{};
+  for (const char c : std::string_view("\"+,;<>\\", 7)) escaped[static_cast<uint8_t>(c)] = true;
+  escaped[0] = true;
+  return escaped;
+}();
+
 void append_escaped(std::string& out, std::string_view value) {
+  const size_t n = value.size();
   size_t start = 0;
-  for (size_t i = 0; i < value.size(); ++i) {
+  for (size_t i = 0; i < n; ++i) {
     const char c = value[i];
-    const bool special = c == '"' || c == '+' || c == ',' || c == ';' || c == '<' || c == '>' ||
-                         c == '\\' || c == '\0' || (i == 0 && (c == '#' || c == ' ')) ||
-                         (i + 1 == value.size() && c == ' ');
+    const bool special = kEscaped[static_cast<uint8_t>(c)] || (i == 0 && (c == '#' || c == ' ')) ||
+                         (i + 1 == n && c == ' ');
     if (!special) continue;
     out.append(value.data() + start, i - start);
     out += c == '\0' ? "\\00" : "\\";
     if (c != '\0') out += c;
     start = i + 1;
   }
-  out.append(value.data() + start, value.size() - start);
+  out.append(value.data() + start, n - start);
 }
 
 // Calls `visit(rdn_index, nullptr)` at the start of every RDN and
@@ -997,6 +1005,8 @@ std::string NameView::rfc4514() const {
   });
   std::string out, scratch;
   if (error.code != 0) return out;
+  out.reserve(der_.size() + 16);
+  scratch.reserve(64);
   // RDNs last first, the attributes of each in encoded order.
   for (size_t end = items.size(); end > 0;) {
     size_t begin = end - 1;
@@ -1029,6 +1039,7 @@ std::string NameView::rfc4514(const std::vector<RelativeName>& rdns, const std::
 
 found<std::vector<ExtensionRef>> ExtensionsView::all() const {
   std::vector<ExtensionRef> all;
+  all.reserve(16);
   const view_error error = walk_extensions(der_, base_, [&](const ExtensionRef& ext) {
     all.push_back(ext);
     return true;
