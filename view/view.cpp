@@ -507,7 +507,9 @@ bool read_general_name(const Element& e, const uint8_t* origin, GeneralNameValue
       if (a.size() == 4) {
         for (int i = 0; i < 4; ++i) {
           if (i) out.text += '.';
-          out.text += std::to_string(a[i]);
+          if (a[i] >= 100) out.text += static_cast<char>('0' + a[i] / 100);
+          if (a[i] >= 10) out.text += static_cast<char>('0' + a[i] / 10 % 10);
+          out.text += static_cast<char>('0' + a[i] % 10);
         }
       } else if (a.size() == 16) {
         append_ipv6(out.text, a);
