@@ -276,6 +276,14 @@ void append_universal(std::string& out, bytes_view octets) {
   if (n % 4 != 0) append_utf8(out, 0xFFFD);
 }
 
+// Whether values with `tag` are strings, whose text is UTF-8.
+bool string_type(uint8_t tag) {
+  switch (tag) {
+    case 0x0C: case 0x12: case 0x13: case 0x14: case 0x16: case 0x1A: case 0x1C: case 0x1E: return true;
+    default: return false;
+  }
+}
+
 // The value of a string type as UTF-8; false for a type that is no string.
 bool append_string_value(std::string& out, uint8_t tag, bytes_view content) {
   switch (tag) {
@@ -985,40 +993,56 @@ static void append_attribute(std::string& out, const NameAttribute& a, const std
   if (const char* name = short_name(a.type)) out += name;
   else out += a.type.text();
   out += '=';
+  if (text != nullptr) {
+    if (string_type(a.tag)) append_escaped(out, *text);
+    else out += *text;  // "#" and hex
+    return;
+  }
+  // ASCII in a one-octet string type is its own text: escaped straight from
+  // the DER.
+  const bool one_octet = a.tag == 0x0C || a.tag == 0x12 || a.tag == 0x13 || a.tag == 0x16 || a.tag == 0x1A;
+  if (one_octet && std::all_of(a.value.begin(), a.value.end(), [](uint8_t b) { return b < 0x80; })) {
+    append_escaped(out, std::string_view(reinterpret_cast<const char*>(a.value.data()), a.value.size()));
+    return;
+  }
   scratch.clear();
   if (!append_string_value(scratch, a.tag, a.value)) {
     out += '#';
     append_hex(out, a.value_der);
   } else {
-    append_escaped(out, text != nullptr ? *text : scratch);
+    append_escaped(out, scratch);
   }
 }
 
 std::string NameView::rfc4514() const {
-  // Each RDN's first item is its start (no attribute), then its attributes.
-  struct Item {
-    bool start;
-    NameAttribute attribute;
-  };
-  std::vector<Item> items;
-  items.reserve(16);
-  const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
-    items.push_back(a == nullptr ? Item{true, {}} : Item{false, *a});
-  });
+  // The RDNs are found first, then written last first, each attribute read
+  // where it stands; a fault anywhere gives the empty text.
+  const uint8_t* origin = der_.data() - base_;
+  Element name, rdn, attr, type, value;
+  view_error error{};
+  if (!only_element(der_, origin, 0x30, name, error)) return {};
+  std::vector<bytes_view> rdns;
+  rdns.reserve(16);
+  Walker walker(name.content, origin);
+  while (!walker.at_end() && walker.take(rdn, 0x31)) rdns.push_back(rdn.content);
+  if (walker.failed()) return {};
   std::string out, scratch;
-  if (error.code != 0) return out;
   out.reserve(der_.size() + 16);
-  scratch.reserve(64);
-  // RDNs last first, the attributes of each in encoded order.
-  for (size_t end = items.size(); end > 0;) {
-    size_t begin = end - 1;
-    while (!items[begin].start) --begin;
-    if (end != items.size()) out += ',';
-    for (size_t i = begin + 1; i < end; ++i) {
-      if (i != begin + 1) out += '+';
-      append_attribute(out, items[i].attribute, nullptr, scratch);
+  for (size_t i = rdns.size(); i-- > 0;) {
+    if (i + 1 != rdns.size()) out += ',';
+    Walker attrs(rdns[i], origin);
+    for (bool first = true; !attrs.at_end(); first = false) {
+      if (!attrs.take(attr, 0x30)) return {};
+      Walker fields(attr.content, origin);
+      if (!fields.take(type, 0x06) || !fields.take(value) || !fields.finish()) return {};
+      if (!first) out += '+';
+      NameAttribute a;
+      a.type.content = type.content;
+      a.tag = value.tag;
+      a.value = value.content;
+      a.value_der = value.whole;
+      append_attribute(out, a, nullptr, scratch);
     }
-    end = begin;
   }
   return out;
 }
