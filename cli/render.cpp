@@ -45,89 +45,14 @@ void null(std::string& out) { out.append("null"); }
 
 void boolean(std::string& out, bool value) { out.append(value ? "true" : "false"); }
 
-// The dotted text of an OID as a JSON string; "" for bad content, as
-// Oid::text gives it.
-void oid(std::string& out, const Oid& id) {
-  // Up to 16 content octets the text fits the buffer (at most four
-  // characters per octet, and the quotes); longer ones take Oid::text.
-  char buf[80];
-  const bytes_view c = id.content;
-  if (c.empty() || c.size() > 16) return append_json_string(out, id.text());
-  char* w = buf;
-  *w++ = '"';
-  uint64_t arc = 0;
-  bool first = true;
-  for (uint8_t octet : c) {
-    if (arc > (UINT64_MAX >> 7)) return append_json_string(out, id.text());
-    arc = arc << 7 | (octet & 0x7F);
-    if (octet & 0x80) continue;
-    if (first) {
-      const uint64_t top = arc < 40 ? 0 : arc < 80 ? 1 : 2;
-      *w++ = static_cast<char>('0' + top);
-      arc -= top * 40;
-      first = false;
-    }
-    char digits[20];
-    char* d = digits + sizeof digits;
-    do {
-      *--d = static_cast<char>('0' + arc % 10);
-      arc /= 10;
-    } while (arc != 0);
-    *w++ = '.';
-    while (d != digits + sizeof digits) *w++ = *d++;
-    arc = 0;
-  }
-  if (c.back() & 0x80) w = buf + 1;  // the last arc does not end: no text
-  *w++ = '"';
-  out.append(buf, static_cast<size_t>(w - buf));
-}
-
-char* two_digits(char* w, unsigned value) {
-  *w++ = static_cast<char>('0' + value / 10);
-  *w++ = static_cast<char>('0' + value % 10);
-  return w;
-}
+// The dotted text of an OID as a JSON string; "" for bad content.
+void oid(std::string& out, const Oid& id) { append_json_string(out, id.text()); }
 
 // "YYYY-MM-DDTHH:MM:SSZ" as a JSON string.
 void time(std::string& out, std::chrono::sys_seconds when) {
-  const int64_t seconds = when.time_since_epoch().count();
-  int64_t days = seconds / 86400;
-  int64_t rest = seconds % 86400;
-  if (rest < 0) rest += 86400, --days;
-  // Civil date of a day count (H. Hinnant's algorithm).
-  days += 719468;
-  const int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const unsigned doe = static_cast<unsigned>(days - era * 146097);
-  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-  const unsigned mp = (5 * doy + 2) / 153;
-  const unsigned day = doy - (153 * mp + 2) / 5 + 1;
-  const unsigned month = mp < 10 ? mp + 3 : mp - 9;
-  const int64_t year = static_cast<int64_t>(yoe) + era * 400 + (month <= 2);
-  if (year < 0 || year > 9999) {
-    out.push_back('"');
-    out.append(time_text(when));
-    out.push_back('"');
-    return;
-  }
-  char buf[22];
-  char* w = buf;
-  *w++ = '"';
-  w = two_digits(w, static_cast<unsigned>(year / 100));
-  w = two_digits(w, static_cast<unsigned>(year % 100));
-  *w++ = '-';
-  w = two_digits(w, month);
-  *w++ = '-';
-  w = two_digits(w, day);
-  *w++ = 'T';
-  w = two_digits(w, static_cast<unsigned>(rest / 3600));
-  *w++ = ':';
-  w = two_digits(w, static_cast<unsigned>(rest / 60 % 60));
-  *w++ = ':';
-  w = two_digits(w, static_cast<unsigned>(rest % 60));
-  *w++ = 'Z';
-  *w++ = '"';
-  out.append(buf, sizeof buf);
+  out.push_back('"');
+  out.append(time_text(when));
+  out.push_back('"');
 }
 
 template <class T>
@@ -266,31 +191,6 @@ void bytes_or_null(std::string& out, const found<bytes_view>& answer) {
 }
 
 // "extensions" through "policies", for certificates and requests.
-// The extensions with typed fields; each is decoded once, and only when the
-// certificate has it.
-enum Typed : uint8_t { kSan, kIan, kBasic, kUsage, kExtUsage, kSubjectKey, kAuthorityKey, kPoints, kAccess, kPolicies, kTyped };
-
-int typed_of(const Oid& id) {
-  const bytes_view c = id.content;
-  if (c.size() == 3 && c[0] == 0x55 && c[1] == 0x1D) {
-    switch (c[2]) {
-      case 17: return kSan;
-      case 18: return kIan;
-      case 19: return kBasic;
-      case 15: return kUsage;
-      case 37: return kExtUsage;
-      case 14: return kSubjectKey;
-      case 35: return kAuthorityKey;
-      case 31: return kPoints;
-      case 32: return kPolicies;
-      default: return -1;
-    }
-  }
-  static constexpr uint8_t kAia[] = {0x2B, 0x06, 0x01, 0x05, 0x05, 0x07, 0x01, 0x01};
-  if (c.size() == sizeof kAia && std::equal(kAia, kAia + sizeof kAia, c.begin())) return kAccess;
-  return -1;
-}
-
 // `decoded(i)` tells whether extension i decodes.
 template <class Decoded>
 void extension_list(std::string& out, const std::vector<ExtensionRef>& all, Decoded&& decoded) {
@@ -314,42 +214,34 @@ bool extension_list(std::string& out, const ExtensionsView& view) {
   return true;
 }
 
-// The typed answer when the extension is there; absent without a walk
-// otherwise.
-template <class Get>
-auto if_present(bool present, Get&& get) -> decltype(get()) {
-  return present ? get() : decltype(get()){};
-}
-
 bool extension_fields(std::string& out, const ExtensionsView& view) {
   const found<std::vector<ExtensionRef>> all = view.all();
   if (all.malformed()) return stop(failure_of(all.error, "extensions"));
-  std::array<size_t, kTyped> first;  // the first extension of each typed kind
+  // The typed answers, each decoded once; an extension that is the first of
+  // its kind decodes when its answer is present (authorityKeyIdentifier also
+  // without a keyIdentifier, so it is asked).
+  std::array<size_t, ExtensionsView::kKnownKinds> first;
   first.fill(SIZE_MAX);
-  for (size_t i = 0; i < all.value.size(); ++i) {
-    const int kind = typed_of(all.value[i].oid);
-    if (kind >= 0 && first[kind] == SIZE_MAX) first[kind] = i;
-  }
-  const auto has = [&](Typed kind) { return first[kind] != SIZE_MAX; };
-  const auto san = if_present(has(kSan), [&] { return view.subject_alt_names(); });
-  const auto ian = if_present(has(kIan), [&] { return view.issuer_alt_names(); });
-  const auto bc = if_present(has(kBasic), [&] { return view.basic_constraints(); });
-  const auto ku = if_present(has(kUsage), [&] { return view.key_usage(); });
-  const auto eku = if_present(has(kExtUsage), [&] { return view.extended_key_usage(); });
-  const auto ski = if_present(has(kSubjectKey), [&] { return view.subject_key_id(); });
-  const auto aki = if_present(has(kAuthorityKey), [&] { return view.authority_key_id(); });
-  const auto points = if_present(has(kPoints), [&] { return view.crl_distribution_points(); });
-  const auto access = if_present(has(kAccess), [&] { return view.authority_info_access(); });
-  const auto policies = if_present(has(kPolicies), [&] { return view.policies(); });
-  // The first extension of a typed kind decodes when its field is present;
-  // authorityKeyIdentifier also decodes without a keyIdentifier, so it and
-  // the rest are asked.
-  const std::array<bool, kTyped> typed_present = {san.present(), ian.present(), bc.present(), ku.present(),
-                                                  eku.present(), ski.present(), false, points.present(),
-                                                  access.present(), policies.present()};
+  for (size_t i = 0; i < all.value.size(); ++i)
+    if (const auto kind = known_extension(all.value[i].oid); kind && first[static_cast<size_t>(*kind)] == SIZE_MAX)
+      first[static_cast<size_t>(*kind)] = i;
+  const auto san = view.subject_alt_names();
+  const auto ian = view.issuer_alt_names();
+  const auto bc = view.basic_constraints();
+  const auto ku = view.key_usage();
+  const auto eku = view.extended_key_usage();
+  const auto ski = view.subject_key_id();
+  const auto aki = view.authority_key_id();
+  const auto points = view.crl_distribution_points();
+  const auto access = view.authority_info_access();
+  const auto policies = view.policies();
+  const std::array<bool, ExtensionsView::kKnownKinds> typed_present = {
+      san.present(),    ian.present(),    bc.present(),     ku.present(),       eku.present(), ski.present(),
+      false,            points.present(), access.present(), policies.present(), false,         false};
   extension_list(out, all.value, [&](size_t i) {
-    const int kind = typed_of(all.value[i].oid);
-    if (kind >= 0 && kind != kAuthorityKey && first[kind] == i) return typed_present[kind];
+    const auto kind = known_extension(all.value[i].oid);
+    const size_t k = kind ? static_cast<size_t>(*kind) : 0;
+    if (kind && typed_present[k] && first[k] == i) return true;
     return ExtensionsView::decodes(all.value[i]);
   });
 

@@ -782,6 +782,7 @@ constexpr bytes_view kKnown[ExtensionsView::kKnownKinds] = {
     kAuthorityKeyId, kCrlDistributionPoints, kAuthorityInfoAccess, kCertificatePolicies, kCrlNumber,
     kReasonCode};
 enum Known : size_t { kSan, kIan, kBc, kKu, kEku, kSki, kAki, kCrlDp, kAia, kPolicies, kCrlNum, kReason };
+static_assert(static_cast<size_t>(KnownExtension::reason_code) == kReason);
 
 // Seconds of a time element.
 std::optional<sys_seconds> time_of(const Element& e) { return decode_time(e.tag, e.content); }
@@ -952,13 +953,21 @@ std::optional<sys_seconds> decode_time(uint8_t tag, bytes_view content) {
 std::string time_text(sys_seconds when) {
   const auto day = std::chrono::floor<std::chrono::days>(when);
   const std::chrono::year_month_day ymd(day);
-  const std::chrono::hh_mm_ss hms(when - day);
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(ymd.year()),
-                static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
-                static_cast<int>(hms.hours().count()), static_cast<int>(hms.minutes().count()),
-                static_cast<int>(hms.seconds().count()));
-  return buf;
+  const int64_t rest = (when - day).count();
+  const auto year = static_cast<unsigned>(static_cast<int>(ymd.year()));
+  const unsigned fields[] = {year / 100 % 100, year % 100, static_cast<unsigned>(ymd.month()),
+                             static_cast<unsigned>(ymd.day()), static_cast<unsigned>(rest / 3600),
+                             static_cast<unsigned>(rest / 60 % 60), static_cast<unsigned>(rest % 60)};
+  // "YYYY-MM-DDTHH:MM:SSZ": each field two digits, and what follows it.
+  static constexpr char kAfter[] = "\0--T::Z";
+  std::string out(20, '0');
+  char* w = out.data();
+  for (size_t i = 0; i < 7; ++i) {
+    *w++ = static_cast<char>('0' + fields[i] / 10);
+    *w++ = static_cast<char>('0' + fields[i] % 10);
+    if (kAfter[i] != '\0') *w++ = kAfter[i];
+  }
+  return out;
 }
 
 std::string hex_text(bytes_view octets) {
@@ -1089,29 +1098,35 @@ found<ExtensionRef> ExtensionsView::find(std::string_view dotted) const {
 }
 
 bool ExtensionsView::decodes(const ExtensionRef& ext) {
-  const bytes_view oid = ext.oid.content;
-  if (same(oid, kSubjectAltName) || same(oid, kIssuerAltName)) return read_alt_names(ext).present();
-  if (same(oid, kBasicConstraints)) return read_basic_constraints(ext).present();
-  if (same(oid, kKeyUsage)) return read_key_usage(ext).present();
-  if (same(oid, kExtKeyUsage)) return read_oid_list(ext).present();
-  if (same(oid, kSubjectKeyId)) return read_octet_string(ext).present();
-  if (same(oid, kAuthorityKeyId)) return read_authority_key_id(ext).present();
-  if (same(oid, kCrlDistributionPoints)) return read_distribution_points(ext).present();
-  if (same(oid, kAuthorityInfoAccess)) return read_access(ext).present();
-  if (same(oid, kCertificatePolicies)) return read_policies(ext).present();
-  if (same(oid, kCrlNumber)) return read_integer(ext).present();
-  if (same(oid, kReasonCode)) return read_reason(ext).present();
+  const auto kind = known_extension(ext.oid);
+  if (!kind) return false;
+  switch (static_cast<Known>(*kind)) {
+    case kSan:
+    case kIan: return read_alt_names(ext).present();
+    case kBc: return read_basic_constraints(ext).present();
+    case kKu: return read_key_usage(ext).present();
+    case kEku: return read_oid_list(ext).present();
+    case kSki: return read_octet_string(ext).present();
+    case kAki: return read_authority_key_id(ext).present();
+    case kCrlDp: return read_distribution_points(ext).present();
+    case kAia: return read_access(ext).present();
+    case kPolicies: return read_policies(ext).present();
+    case kCrlNum: return read_integer(ext).present();
+    case kReason: return read_reason(ext).present();
+  }
   return false;
+}
+
+std::optional<KnownExtension> known_extension(const Oid& oid) {
+  for (size_t kind = 0; kind < ExtensionsView::kKnownKinds; ++kind)
+    if (same(oid.content, kKnown[kind])) return static_cast<KnownExtension>(kind);
+  return std::nullopt;
 }
 
 ExtensionsView::ExtensionsView(bytes_view der, size_t base) : der_(der), base_(base) {
   list_error_ = walk_extensions(der_, base_, [&](const ExtensionRef& ext) {
-    for (size_t kind = 0; kind < kKnownKinds; ++kind) {
-      if (known_[kind] == 0 && same(ext.oid.content, kKnown[kind])) {
-        known_[kind] = static_cast<uint32_t>(ext.offset - base_ + 1);
-        break;
-      }
-    }
+    if (const auto kind = known_extension(ext.oid); kind && known_[static_cast<size_t>(*kind)] == 0)
+      known_[static_cast<size_t>(*kind)] = static_cast<uint32_t>(ext.offset - base_ + 1);
     return true;
   });
 }

@@ -247,6 +247,15 @@ class ExtensionsView {
   uint32_t known_[kKnownKinds] = {};
 };
 
+// The extensions whose values the typed answers above read.
+enum class KnownExtension : uint8_t {
+  subject_alt_name, issuer_alt_name, basic_constraints, key_usage, extended_key_usage,
+  subject_key_id, authority_key_id, crl_distribution_points, authority_info_access, policies,
+  crl_number, reason_code,
+};
+// Which of them `oid` names; nullopt for any other extension.
+std::optional<KnownExtension> known_extension(const Oid& oid);
+
 // RFC 5280 name of a CRLReason value ("keyCompromise", ...); null for values
 // it does not name (7 and above 10).
 const char* reason_name(int32_t reason);
