@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,7 +51,26 @@ void walk(const std::string& dir, std::vector<Input>& out) {
   }
 }
 
+constexpr size_t kHugePage = size_t{2} << 20;
+
 }  // namespace
+
+void BytesRelease::operator()(uint8_t* bytes) const {
+  if (mapped > 0) munmap(bytes, mapped);
+  else delete[] bytes;
+}
+
+Bytes allocate_bytes(size_t capacity) {
+  if (capacity >= kHugePage) {
+    const size_t length = (capacity + kHugePage - 1) & ~(kHugePage - 1);
+    void* map = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (map != MAP_FAILED) {
+      madvise(map, length, MADV_HUGEPAGE);  // a hint: small pages still work
+      return Bytes(static_cast<uint8_t*>(map), BytesRelease{length});
+    }
+  }
+  return Bytes(new uint8_t[capacity]);
+}
 
 std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recursive) {
   std::vector<Input> out;
@@ -81,12 +101,12 @@ bool read_whole(int fd, size_t size, InputBytes& bytes, std::string& error) {
   // A regular file's read comes short only at its end, so one read takes a
   // file that has not grown since its size was asked.
   size_t capacity = size > 0 ? size + 1 : size_t{64} << 10;
-  bytes.data.reset(new uint8_t[capacity]);
+  bytes.data = allocate_bytes(capacity);
   bytes.size = 0;
   for (;;) {
     if (bytes.size == capacity) {
       capacity *= 2;
-      std::unique_ptr<uint8_t[]> larger(new uint8_t[capacity]);
+      Bytes larger = allocate_bytes(capacity);
       std::memcpy(larger.get(), bytes.data.get(), bytes.size);
       bytes.data = std::move(larger);
     }

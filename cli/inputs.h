@@ -22,9 +22,22 @@ struct Input {
 // otherwise; symbolic links to directories are not followed.
 std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recursive);
 
+// Releases a buffer of allocate_bytes.
+struct BytesRelease {
+  size_t mapped = 0;  // the length of a mapping; 0 for a new[] array
+  void operator()(uint8_t* bytes) const;
+};
+using Bytes = std::unique_ptr<uint8_t, BytesRelease>;
+
+// Room for `capacity` octets, not cleared. Large buffers are mapped from the
+// system in huge pages where it has them: a fresh buffer of small pages
+// costs a fault per page when the file is read into it, and a miss of the
+// address cache per page when it is read again.
+Bytes allocate_bytes(size_t capacity);
+
 // An input's octets, in a buffer that is not cleared before it is read into.
 struct InputBytes {
-  std::unique_ptr<uint8_t[]> data;
+  Bytes data;
   size_t size = 0;
   std::span<const uint8_t> view() const { return {data.get(), size}; }
 };

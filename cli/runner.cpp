@@ -173,7 +173,7 @@ void Runner::publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<O
 // to cut.
 bool Runner::read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size) {
   InputBytes& data = files_[f].data;  // no one else looks at it before its objects are out
-  data.data.reset(new uint8_t[size]);
+  data.data = allocate_bytes(size);
   data.size = 0;
   PemCutter cutter;
   std::vector<Object> batch;
