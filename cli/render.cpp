@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "cli/json_writer.h"
 #include "cxx.h"
@@ -518,7 +519,8 @@ void PemCutter::feed(std::span<const uint8_t> bytes, bool complete, std::vector<
     while (!begin_line.empty() && (begin_line.back() == '\r' || begin_line.back() == ' ' || begin_line.back() == '\t'))
       begin_line.remove_suffix(1);
     if (begin_line.size() < kBegin.size() + 5 || !begin_line.ends_with("-----")) continue;
-    line_ += static_cast<size_t>(std::count(text.begin() + counted_, text.begin() + at, '\n'));
+    for (const char* p = text.data() + counted_; (p = static_cast<const char*>(std::memchr(p, '\n', text.data() + at - p))) != nullptr; ++p)
+      ++line_;
     counted_ = at;
     if (open_) close(at);
     open_ = true;

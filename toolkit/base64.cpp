@@ -9,12 +9,12 @@
 #include <cstring>
 
 #include "asn/alloc.h"
+#include "toolkit/base64_values.h"
 
 namespace qel {
 namespace {
 
-constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
+constexpr const char* kAlphabet = detail::kBase64Alphabet;
 
 // kPairs[v] holds the characters of the high and low six bits of the 12-bit v.
 constexpr auto kPairs = [] {
@@ -23,25 +23,11 @@ constexpr auto kPairs = [] {
   return t;
 }();
 
-// Inverse of the alphabet over 7-bit codes; 0xFF everywhere else, "=" too.
-constexpr auto kDecode = [] {
-  std::array<uint8_t, 128> t{};
-  t.fill(0xFF);
-  for (unsigned i = 0; i < 64; ++i) t[static_cast<unsigned char>(kAlphabet[i])] = static_cast<uint8_t>(i);
-  return t;
-}();
+// Inverse of the alphabet; 0xFF everywhere else, "=" too.
+constexpr const auto& kDecode256 = detail::kBase64Values;
 
-// The same over every octet, for the four-character fast path.
-constexpr auto kDecode256 = [] {
-  std::array<uint8_t, 256> t{};
-  t.fill(0xFF);
-  for (unsigned i = 0; i < 128; ++i) t[i] = kDecode[i];
-  return t;
-}();
-
-// Value of one character. Bytes from 0x80 up have no table entry and count as
-// 0xFF, like every other character outside the alphabet.
-inline uint32_t value_of(unsigned char c) { return c < 128 ? kDecode[c] : 0xFFu; }
+// Value of one character; 0xFF outside the alphabet.
+inline uint32_t value_of(unsigned char c) { return kDecode256[c]; }
 
 // The white space of the default locale's space class.
 inline bool is_space(unsigned char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }

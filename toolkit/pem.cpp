@@ -2,11 +2,11 @@
 // before it; trailing blanks are ignored on every line.
 #include "toolkit/pem.h"
 
-#include <array>
-#include <cstdlib>
+#include <algorithm>
+#include <cstring>
 #include <optional>
 
-#include "toolkit/base64.h"
+#include "toolkit/base64_values.h"
 
 namespace qel {
 namespace {
@@ -36,84 +36,131 @@ std::optional<std::string_view> label_of(std::string_view line, std::string_view
   return line.substr(kind.size(), line.size() - kind.size() - kDashes.size());
 }
 
-// What a character of a block's body is.
-enum CharClass : uint8_t { kAlphabet, kPad, kBlank, kBad };
-constexpr auto kClasses = [] {
-  std::array<CharClass, 256> classes{};
-  classes.fill(kBad);
-  for (int c = 'A'; c <= 'Z'; ++c) classes[c] = kAlphabet;
-  for (int c = 'a'; c <= 'z'; ++c) classes[c] = kAlphabet;
-  for (int c = '0'; c <= '9'; ++c) classes[c] = kAlphabet;
-  classes['+'] = classes['/'] = kAlphabet;
-  classes['='] = kPad;
-  classes[' '] = classes['\t'] = classes['\r'] = kBlank;
-  return classes;
-}();
+constexpr const auto& kValues = detail::kBase64Values;
 
-// The value of a base64 alphabet character.
-int sextet(char c) {
-  if (c >= 'A' && c <= 'Z') return c - 'A';
-  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-  if (c >= '0' && c <= '9') return c - '0' + 52;
-  return c == '+' ? 62 : 63;
-}
-
-// A block's body gathered line by line: alphabet characters, then at most
-// two "=" that close the last group, with blanks anywhere. The first fault
-// met is kept.
+// A block's body, decoded as its lines come: alphabet characters, then at
+// most two "=" that close the last group, with blanks anywhere. The first
+// fault met is kept. Only canonical text is taken (the unused bits of the
+// last group are zero), so the octets encode back to the same characters.
 class Body {
  public:
-  void add(std::string_view line) {
-    if (error_ != nullptr) return;
-    if (padding_ == 0) {
-      // A line of alphabet characters only, nearly every line, in one test
-      // the compiler can run over many characters at once.
-      uint8_t other = 0;
-      for (const char c : line) other |= static_cast<uint8_t>(kClasses[static_cast<uint8_t>(c)]);
-      if (other == kAlphabet) {
-        chars_.append(line);
-        return;
+  // `room`: the octets the body is likely to hold; more are made room for.
+  Body(std::vector<uint8_t>& der, size_t room) : der_(der) { der_.resize(room); }
+
+  // Decodes, from `pos`, the lines of alphabet characters alone that end in
+  // "\n" or "\r\n" (nearly every line of every block), four characters at a
+  // time. Stops at the end of the text, at the start of any other line, or
+  // inside one after its leading alphabet characters. Counts the line ends
+  // passed in `lines`; returns where it stopped.
+  size_t add_alphabet_lines(std::string_view text, size_t pos, size_t& lines) {
+    if (error_ != nullptr || padding_ != 0) return pos;
+    const auto* s = reinterpret_cast<const unsigned char*>(text.data());
+    const size_t n = text.size();
+    size_t i = pos;
+    for (;;) {
+      if (held_ == 0) {
+        // Whole groups into the room there is. Locals: a store through an
+        // octet pointer would make the compiler read every member again.
+        const unsigned char* p = s + i;
+        uint8_t* w = der_.data() + used_;
+        uint8_t* const stop = der_.data() + der_.size();
+        while (s + n - p >= 4 && stop - w >= 3) {
+          const uint32_t a = kValues[p[0]], b = kValues[p[1]], c = kValues[p[2]], d = kValues[p[3]];
+          if ((a | b | c | d) > 63) break;
+          const uint32_t v = a << 18 | b << 12 | c << 6 | d;
+          w[0] = static_cast<uint8_t>(v >> 16);
+          w[1] = static_cast<uint8_t>(v >> 8);
+          w[2] = static_cast<uint8_t>(v);
+          w += 3;
+          p += 4;
+        }
+        chars_ += static_cast<size_t>(p - (s + i));
+        used_ = static_cast<size_t>(w - der_.data());
+        i = static_cast<size_t>(p - s);
+        if (stop - w < 3 && n - i >= 4) {
+          grow(3);
+          continue;
+        }
+      }
+      if (i == n) return i;
+      if (const uint32_t v = kValues[s[i]]; v < 64) {
+        push(v);
+        ++i;
+      } else if (s[i] == '\n') {
+        ++lines;
+        ++i;
+      } else if (s[i] == '\r' && i + 1 < n && s[i + 1] == '\n') {
+        ++lines;
+        i += 2;
+      } else {
+        return i;
       }
     }
-    size_t start = 0;
-    for (size_t i = 0; i < line.size(); ++i) {
-      const CharClass k = kClasses[static_cast<uint8_t>(line[i])];
-      if (k == kAlphabet && padding_ == 0) continue;
-      if (k == kPad) {
-        ++padding_;
-        continue;
-      }
-      if (k != kBlank) {  // a stray character, or one after the padding
-        error_ = "bad base64";
-        return;
-      }
-      chars_.append(line, start, i - start);
-      start = i + 1;
-    }
-    chars_.append(line, start, line.size() - start);
   }
 
-  // Decodes through the toolkit's decoder into `der`. Only canonical text
-  // is taken (the unused bits of the last group are zero), so the octets
-  // encode back to the same characters. Returns the error, or null.
-  const char* decode(std::vector<uint8_t>& der) {
+  // Any line of the body, or the rest of one.
+  void add(std::string_view line) {
+    for (const char ch : line) {
+      if (error_ != nullptr) return;
+      const unsigned char c = static_cast<unsigned char>(ch);
+      if (const uint32_t v = kValues[c]; v < 64) {
+        if (padding_ != 0) error_ = "bad base64";  // after the padding
+        else push(v);
+      } else if (c == '=') {
+        ++padding_;
+      } else if (c != ' ' && c != '\t' && c != '\r') {
+        error_ = "bad base64";  // a stray character
+      }
+    }
+  }
+
+  // The octets of the last group, and `der` cut to the octets decoded.
+  // Returns the error, or null.
+  const char* finish() {
     if (error_ != nullptr) return error_;
-    if (chars_.size() % 4 != 0) return "base64 ends inside a group";
+    if ((chars_ + padding_) % 4 != 0) return "base64 ends inside a group";
     if (padding_ > 2) return "bad base64";
-    if (padding_ != 0 &&
-        (sextet(chars_[chars_.size() - padding_ - 1]) & (padding_ == 2 ? 0x0f : 0x03)) != 0)
-      return "bad base64";
-    uint8_t* bytes = nullptr;
-    uint32_t length = 0;
-    const int code = tc_decode_base64(&bytes, &length, chars_.c_str());
-    if (code == 0) der.assign(bytes, bytes + length);
-    std::free(bytes);
-    return code == 0 ? nullptr : "out of memory";
+    if (padding_ != 0 && (last_ & (padding_ == 2 ? 0x0f : 0x03)) != 0) return "bad base64";
+    if (held_ == 2) room(1)[0] = static_cast<uint8_t>(group_ >> 4);
+    if (held_ == 3) {
+      uint8_t* out = room(2);
+      out[0] = static_cast<uint8_t>(group_ >> 10);
+      out[1] = static_cast<uint8_t>(group_ >> 2);
+    }
+    der_.resize(used_);
+    return nullptr;
   }
 
  private:
-  std::string chars_;
+  void grow(size_t count) { der_.resize(std::max(der_.size() * 2, used_ + count + 64)); }
+  uint8_t* room(size_t count) {
+    if (der_.size() - used_ < count) grow(count);
+    uint8_t* out = der_.data() + used_;
+    used_ += count;
+    return out;
+  }
+  void put(uint32_t v) {  // the 24 bits of a whole group
+    uint8_t* out = room(3);
+    out[0] = static_cast<uint8_t>(v >> 16);
+    out[1] = static_cast<uint8_t>(v >> 8);
+    out[2] = static_cast<uint8_t>(v);
+  }
+  void push(uint32_t v) {  // one character's six bits
+    group_ = group_ << 6 | v;
+    last_ = v;
+    ++chars_;
+    if (++held_ == 4) {
+      put(group_);
+      held_ = 0;
+      group_ = 0;
+    }
+  }
+
+  std::vector<uint8_t>& der_;
+  size_t used_ = 0;
+  size_t chars_ = 0;  // alphabet characters
   size_t padding_ = 0;
+  uint32_t group_ = 0, held_ = 0, last_ = 0;  // the characters of the group not yet whole
   const char* error_ = nullptr;
 };
 
@@ -129,24 +176,36 @@ bool PemReader::next(PemBlock& block) {
   if (!label) return false;
   block.label = *label;
 
-  Body body;
+  // Room up to the next "-", where the END line should begin.
+  const void* dash = std::memchr(text_.data() + pos_, '-', text_.size() - pos_);
+  const size_t body_end = dash != nullptr ? static_cast<size_t>(static_cast<const char*>(dash) - text_.data()) : text_.size();
+  Body body(block.der, (body_end - pos_) / 4 * 3 + 3);
   while (pos_ < text_.size()) {
+    pos_ = body.add_alphabet_lines(text_, pos_, line_);
+    if (pos_ == text_.size()) break;
     const size_t start = pos_;
     const std::string_view line = take_line(text_, pos_);
+    ++line_;
+    if (text_[start - 1] != '\n') {  // the rest of a line begun with alphabet characters
+      body.add(line);
+      continue;
+    }
     if (label_of(line, kBegin)) {  // the next block begins: this one has no end
       pos_ = start;
+      --line_;
       break;
     }
-    ++line_;
     if (const auto end = label_of(line, kEnd)) {
       if (*end != *label)
         block.error = "END label differs";
-      else if (const char* error = body.decode(block.der))
+      else if (const char* error = body.finish())
         block.error = error;
+      if (!block.ok()) block.der.clear();
       return true;
     }
     body.add(line);
   }
+  block.der.clear();
   block.error = "no END line";
   return true;
 }
