@@ -1,5 +1,7 @@
 #include "cli/json_writer.h"
 
+#include <cstring>
+
 namespace qel::cli {
 namespace {
 
@@ -35,11 +37,23 @@ size_t utf8_sequence_length(std::string_view text) {
   return length;
 }
 
+// Whether any of the eight octets in `x` is not plain: below 0x20, from
+// 0x80 up, '"' or '\\'.
+inline bool any_special(uint64_t x) {
+  constexpr uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
+  const auto zero_octet = [](uint64_t v) { return (v - kOnes) & ~v & kHighs; };
+  const uint64_t below_0x20 = ((x & ~kHighs) + 0x6060606060606060) ^ kHighs;  // high bit set where below
+  return ((x | below_0x20) & kHighs) != 0 ||
+         zero_octet(x ^ 0x2222222222222222) != 0 || zero_octet(x ^ 0x5c5c5c5c5c5c5c5c) != 0;
+}
+
 void append_json_string(std::string& out, std::string_view text) {
   out.push_back('"');
   size_t i = 0;
   while (i < text.size()) {
     size_t run = i;
+    // Eight plain octets at a time, then one at a time.
+    for (uint64_t x; text.size() - run >= 8 && (std::memcpy(&x, text.data() + run, 8), !any_special(x));) run += 8;
     while (run < text.size() && plain(static_cast<unsigned char>(text[run]))) ++run;
     out.append(text.data() + i, run - i);
     i = run;

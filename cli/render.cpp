@@ -36,18 +36,27 @@ Failure failure_of(const view_error& error, std::string_view what = {}) {
 }
 
 void key(std::string& out, std::string_view name) {
-  out.push_back(',');
-  out.push_back('"');
-  out.append(name);
-  out.append("\":");
+  const size_t at = out.size();
+  out.resize(at + name.size() + 4);
+  char* w = out.data() + at;
+  w[0] = ',';
+  w[1] = '"';
+  std::memcpy(w + 2, name.data(), name.size());
+  w[name.size() + 2] = '"';
+  w[name.size() + 3] = ':';
 }
 
 void null(std::string& out) { out.append("null"); }
 
 void boolean(std::string& out, bool value) { out.append(value ? "true" : "false"); }
 
-// The dotted text of an OID as a JSON string; "" for bad content.
-void oid(std::string& out, const Oid& id) { append_json_string(out, id.text()); }
+// The dotted text of an OID as a JSON string (digits and dots: nothing to
+// escape); "" for bad content.
+void oid(std::string& out, const Oid& id) {
+  out.push_back('"');
+  id.append_text(out);
+  out.push_back('"');
+}
 
 // "YYYY-MM-DDTHH:MM:SSZ" as a JSON string.
 void time(std::string& out, std::chrono::sys_seconds when) {
@@ -90,26 +99,35 @@ void string_list(std::string& out, const std::vector<std::string>& texts) {
   out.push_back(']');
 }
 
-// NAME: the RFC 4514 text and the RDNs, from one walk of the name.
+// NAME: the RFC 4514 text and the RDNs, from one walk of the name. The
+// vectors and texts are kept from object to object.
 bool name(std::string& out, const char* field, const NameView& view) {
-  const found<std::vector<RelativeName>> rdns = view.rdns();
-  if (rdns.malformed()) return stop(failure_of(rdns.error, field));
+  thread_local std::vector<RelativeName> rdns;
   thread_local std::vector<std::string> texts;
   thread_local std::string rfc4514;
-  texts.clear();
-  for (const RelativeName& rdn : rdns.value)
-    for (const NameAttribute& attribute : rdn) texts.push_back(attribute.text());
-  rfc4514 = NameView::rfc4514(rdns.value, &texts);
+  if (const view_error error = view.rdns(rdns); error.code != 0) return stop(failure_of(error, field));
+  size_t count = 0;
+  for (const RelativeName& rdn : rdns) count += rdn.size();
+  texts.resize(count);
   size_t at = 0;
+  for (const RelativeName& rdn : rdns) {
+    for (const NameAttribute& attribute : rdn) {
+      texts[at].clear();
+      attribute.append_text(texts[at++]);
+    }
+  }
+  rfc4514.clear();
+  NameView::append_rfc4514(rfc4514, rdns, &texts);
+  at = 0;
 
   key(out, field);
   out.append("{\"rfc4514\":");
   append_json_string(out, rfc4514);
   out.append(",\"rdns\":[");
-  for (size_t i = 0; i < rdns.value.size(); ++i) {
+  for (size_t i = 0; i < rdns.size(); ++i) {
     if (i) out.push_back(',');
     out.push_back('[');
-    const RelativeName& rdn = rdns.value[i];
+    const RelativeName& rdn = rdns[i];
     for (size_t j = 0; j < rdn.size(); ++j) {
       if (j) out.push_back(',');
       out.append("{\"oid\":");

@@ -891,31 +891,45 @@ bool small_version(const Element& e, int& version) {
 
 std::string Oid::text() const {
   std::string out;
-  if (content.empty() || (content.back() & 0x80) != 0) return out;
-  out.reserve(3 * content.size() + 2);
-  char buf[24];
+  append_text(out);
+  return out;
+}
+
+void Oid::append_text(std::string& out) const {
+  if (content.empty() || (content.back() & 0x80) != 0) return;
+  // An arc of k octets has at most 7k bits, 2.11k + 1 digits: the text
+  // takes at most four characters an octet, written here first.
+  char stack[256];
+  std::string heap;
+  char* const text = content.size() <= 60 ? stack : (heap.resize(4 * content.size() + 4), heap.data());
+  char* w = text;
   uint64_t arc = 0;
   bool first = true;
-  for (size_t i = 0; i < content.size(); ++i) {
-    if (arc > (UINT64_MAX >> 7)) return {};
-    arc = arc << 7 | (content[i] & 0x7F);
-    if ((content[i] & 0x80) != 0) continue;
+  for (const uint8_t octet : content) {
+    if (arc > (UINT64_MAX >> 7)) return;
+    arc = arc << 7 | (octet & 0x7F);
+    if ((octet & 0x80) != 0) continue;
     if (first) {
       const uint64_t top = arc < 40 ? 0 : arc < 80 ? 1 : 2;
-      out += static_cast<char>('0' + top);
+      *w++ = static_cast<char>('0' + top);
       arc -= top * 40;
       first = false;
     }
-    char* end = buf + sizeof buf;
-    char* p = end;
-    do {
-      *--p = static_cast<char>('0' + arc % 10);
-      arc /= 10;
-    } while (arc != 0);
-    *--p = '.';
-    out.append(p, static_cast<size_t>(end - p));
+    *w++ = '.';
+    if (arc < 10) {
+      *w++ = static_cast<char>('0' + arc);
+    } else {
+      char digits[20];
+      char* p = digits + sizeof digits;
+      do {
+        *--p = static_cast<char>('0' + arc % 10);
+        arc /= 10;
+      } while (arc != 0);
+      w = std::copy(p, digits + sizeof digits, w);
+    }
+    arc = 0;
   }
-  return out;
+  out.append(text, static_cast<size_t>(w - text));
 }
 
 bool Oid::is(std::string_view dotted) const {
@@ -978,21 +992,37 @@ std::string hex_text(bytes_view octets) {
 
 std::string NameAttribute::text() const {
   std::string out;
+  append_text(out);
+  return out;
+}
+
+void NameAttribute::append_text(std::string& out) const {
   if (!append_string_value(out, tag, value)) {
     out += '#';
     append_hex(out, value_der);
   }
-  return out;
 }
 
 found<std::vector<RelativeName>> NameView::rdns() const {
-  std::vector<RelativeName> rdns;
-  const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
-    if (a == nullptr) rdns.emplace_back();
-    else rdns.back().push_back(*a);
-  });
+  std::vector<RelativeName> out;
+  const view_error error = rdns(out);
   if (error.code != 0) return malformed<std::vector<RelativeName>>(error);
-  return present(std::move(rdns));
+  return present(std::move(out));
+}
+
+view_error NameView::rdns(std::vector<RelativeName>& rdns) const {
+  size_t count = 0;
+  const view_error error = walk_name(der_, base_, [&](size_t, const NameAttribute* a) {
+    if (a != nullptr) {
+      rdns[count - 1].push_back(*a);
+    } else if (count++ < rdns.size()) {
+      rdns[count - 1].clear();
+    } else {
+      rdns.emplace_back();
+    }
+  });
+  rdns.resize(error.code != 0 ? 0 : count);
+  return error;
 }
 
 // One attribute of the RFC 4514 text; `text` is its value's text when the
@@ -1057,10 +1087,17 @@ std::string NameView::rfc4514() const {
 }
 
 std::string NameView::rfc4514(const std::vector<RelativeName>& rdns, const std::vector<std::string>* texts) {
+  std::string out;
+  append_rfc4514(out, rdns, texts);
+  return out;
+}
+
+void NameView::append_rfc4514(std::string& out, const std::vector<RelativeName>& rdns,
+                              const std::vector<std::string>* texts) {
   size_t at = 0;
   for (const RelativeName& rdn : rdns) at += rdn.size();
   if (texts != nullptr && texts->size() != at) texts = nullptr;
-  std::string out, scratch;
+  std::string scratch;
   for (size_t i = rdns.size(); i-- > 0;) {
     at -= rdns[i].size();
     if (i + 1 != rdns.size()) out += ',';
@@ -1069,7 +1106,6 @@ std::string NameView::rfc4514(const std::vector<RelativeName>& rdns, const std::
       append_attribute(out, rdns[i][j], texts != nullptr ? &(*texts)[at + j] : nullptr, scratch);
     }
   }
-  return out;
 }
 
 found<std::vector<ExtensionRef>> ExtensionsView::all() const {

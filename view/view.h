@@ -60,6 +60,8 @@ struct Oid {
   // Dotted text, "1.2.840.113549.1.1.11"; empty for bad content (empty, or
   // an arc that does not end or does not fit 64 bits with the first two).
   std::string text() const;
+  // Appends text() to `out`.
+  void append_text(std::string& out) const;
   bool empty() const { return content.empty(); }
   // True when the content octets are exactly those of `dotted`.
   bool is(std::string_view dotted) const;
@@ -89,6 +91,8 @@ struct NameAttribute {
   // hex of its whole DER element. The one-octet string types are read as
   // UTF-8 (an ASCII superset); octets that are not UTF-8 come out as U+FFFD.
   std::string text() const;
+  // Appends text() to `out`.
+  void append_text(std::string& out) const;
 };
 
 using RelativeName = std::vector<NameAttribute>;
@@ -104,6 +108,9 @@ class NameView {
   bytes_view der() const { return der_; }
   // The RDNs in encoded order, each with its attributes in encoded order.
   found<std::vector<RelativeName>> rdns() const;
+  // The same into `rdns`, whose vectors are used again: no allocation once
+  // they have room. Returns the fault (code 0 for none); `rdns` is then empty.
+  view_error rdns(std::vector<RelativeName>& rdns) const;
   // RFC 4514 text: last RDN first, "," between RDNs, "+" inside one, the
   // short names CN, L, ST, O, OU, C, STREET, DC, UID and dotted OIDs
   // otherwise, escaped as RFC 4514 section 2.4 says. Empty for a malformed
@@ -112,6 +119,9 @@ class NameView {
   // The same text from RDNs already read. `texts`, when given, holds each
   // attribute's text() in encoded order, so that none is made again.
   static std::string rfc4514(const std::vector<RelativeName>& rdns,
+                             const std::vector<std::string>* texts = nullptr);
+  // Appends that text to `out`.
+  static void append_rfc4514(std::string& out, const std::vector<RelativeName>& rdns,
                              const std::vector<std::string>* texts = nullptr);
 
  private:
