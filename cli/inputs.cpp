@@ -75,13 +75,10 @@ Bytes allocate_bytes(size_t capacity) {
 std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recursive) {
   std::vector<Input> out;
   for (const std::string& arg : args) {
+    // Without -r a directory is found when it is opened: no stat here.
     struct stat st;
-    if (arg != "-" && stat(arg.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
-      if (recursive) walk(arg, out);
-      else out.push_back({arg, "is a directory (use -r to read the files below it)"});
-    } else {
-      out.push_back({arg, std::nullopt});
-    }
+    if (recursive && arg != "-" && stat(arg.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) walk(arg, out);
+    else out.push_back({arg, std::nullopt});
   }
   return out;
 }
@@ -93,7 +90,13 @@ int open_input(const std::string& path, size_t& size, std::string& error) {
     return -1;
   }
   struct stat st;
-  size = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0 ? static_cast<size_t>(st.st_size) : 0;
+  const bool known = fstat(fd, &st) == 0;
+  if (known && S_ISDIR(st.st_mode)) {
+    close(fd);
+    error = "is a directory (use -r to read the files below it)";
+    return -1;
+  }
+  size = known && S_ISREG(st.st_mode) && st.st_size > 0 ? static_cast<size_t>(st.st_size) : 0;
   return fd;
 }
 

@@ -17,9 +17,9 @@ struct Input {
   std::optional<std::string> failure;  // set when the input cannot be read at all
 };
 
-// The inputs in order. A directory becomes the regular files below it (by
-// name at each level, depth first) when `recursive`, and a failure
-// otherwise; symbolic links to directories are not followed.
+// The inputs in order. With `recursive`, a directory becomes the regular
+// files below it (by name at each level, depth first; symbolic links to
+// directories are not followed); without it, opening it fails.
 std::vector<Input> expand_inputs(const std::vector<std::string>& args, bool recursive);
 
 // Releases a buffer of allocate_bytes.
@@ -43,7 +43,8 @@ struct InputBytes {
 };
 
 // An input opened for reading ("-" is standard input): its descriptor, or
-// -1 with `error` set; `size` is the size of a regular file, else 0.
+// -1 with `error` set (a directory too); `size` is the size of a regular
+// file, else 0.
 int open_input(const std::string& path, size_t& size, std::string& error);
 
 // Reads the rest of an open input whole; `size` as open_input gave it. False

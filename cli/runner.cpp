@@ -21,6 +21,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -84,7 +85,9 @@ class Runner {
   std::condition_variable cv_;
   std::condition_variable done_;  // the last worker has left
   size_t waiters_ = 0;
-  std::vector<FileState> files_;
+  // Made when a file's turn to be cut comes, released once it is written:
+  // the deques allocate as they are made.
+  std::vector<std::unique_ptr<FileState>> files_;
   std::set<size_t> open_;  // files with unclaimed objects
   size_t next_file_ = 0;
   size_t cutting_ = 0;      // files being read and cut
@@ -147,7 +150,7 @@ void Runner::write_out(const char* data, size_t size) {
 
 void Runner::publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<Object>& batch, bool last) {
   lock.lock();
-  FileState& file = files_[f];
+  FileState& file = *files_[f];
   for (Object& object : batch) {
     file.objects.push_back(std::move(object));
     file.slots.emplace_back();
@@ -172,7 +175,7 @@ void Runner::publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<O
 // read. False when it is not: the whole file is read then, for the caller
 // to cut.
 bool Runner::read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size) {
-  InputBytes& data = files_[f].data;  // no one else looks at it before its objects are out
+  InputBytes& data = files_[f]->data;  // no one else looks at it before its objects are out
   data.data = allocate_bytes(size);
   data.size = 0;
   PemCutter cutter;
@@ -197,7 +200,7 @@ bool Runner::read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, 
 }
 
 void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
-  FileState& file = files_[f];
+  FileState& file = *files_[f];
   const Input& input = inputs_[f];
   std::vector<Object> objects;
   std::string error = input.failure.value_or("");
@@ -216,8 +219,8 @@ void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
 }
 
 void Runner::settle() {
-  while (wfile_ < files_.size() && files_[wfile_].cut && wobj_ == files_[wfile_].objects.size()) {
-    files_[wfile_] = FileState{};  // release the file's bytes
+  while (wfile_ < files_.size() && files_[wfile_] && files_[wfile_]->cut && wobj_ == files_[wfile_]->objects.size()) {
+    files_[wfile_].reset();  // release the file's bytes
     ++wfile_;
     wobj_ = 0;
   }
@@ -232,8 +235,9 @@ void Runner::advance() {
 void Runner::drain(std::unique_lock<std::mutex>& lock) {
   for (;;) {
     settle();
-    while (wfile_ < files_.size() && wobj_ < files_[wfile_].slots.size() && files_[wfile_].slots[wobj_].done) {
-      Slot& slot = files_[wfile_].slots[wobj_];
+    while (wfile_ < files_.size() && files_[wfile_] && wobj_ < files_[wfile_]->slots.size() &&
+           files_[wfile_]->slots[wobj_].done) {
+      Slot& slot = files_[wfile_]->slots[wobj_];
       pending_.append(slot.text);
       buffered_ -= slot.text.size();
       std::string().swap(slot.text);
@@ -253,7 +257,7 @@ void Runner::drain(std::unique_lock<std::mutex>& lock) {
 }
 
 void Runner::render(std::unique_lock<std::mutex>& lock, size_t f, size_t k) {
-  const Object& object = files_[f].objects[k];
+  const Object& object = files_[f]->objects[k];
   lock.unlock();
   StreamSink sink(*this, f, k);
   sink.text.reserve(4096);  // most lines fit: one allocation each
@@ -265,13 +269,13 @@ void Runner::render(std::unique_lock<std::mutex>& lock, size_t f, size_t k) {
     // objects behind it.
     write_out(sink.text.data(), sink.text.size());
     lock.lock();
-    files_[f].slots[k].done = true;
+    files_[f]->slots[k].done = true;
     advance();
     drain(lock);
     return;
   }
   lock.lock();
-  Slot& slot = files_[f].slots[k];
+  Slot& slot = files_[f]->slots[k];
   buffered_ += sink.text.size();
   slot.text = std::move(sink.text);
   slot.done = true;
@@ -286,7 +290,7 @@ void Runner::work() {
   for (;;) {
     if (!open_.empty()) {
       const size_t f = *open_.begin();
-      FileState& file = files_[f];
+      FileState& file = *files_[f];
       const size_t k = file.next_claim;
       if (window_full() && !(f == wfile_ && k == wobj_)) {
         wait(lock);
@@ -305,6 +309,7 @@ void Runner::work() {
       }
       ++next_file_;
       ++cutting_;
+      files_[f] = std::make_unique<FileState>();
       lock.unlock();
       cut(lock, f);  // publishes, and leaves the lock unlocked
       lock.lock();
