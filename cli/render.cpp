@@ -585,17 +585,14 @@ bool render_object(std::string_view file, const Object& object, const RenderOpti
   if (object.pem) {
     PemReader reader(std::string_view(reinterpret_cast<const char*>(der.data()), der.size()));
     reader.next(block);
-    const std::string where = "PEM block at line " + std::to_string(object.line) + ": ";
-    if (!block.ok()) {
-      render_error(out, file, object.index, Failure{where + block.error, std::nullopt, std::nullopt});
-      return false;
-    }
-    type = type_of_label(block.label);
-    if (type == ObjectType::automatic) {
+    const auto fail = [&](const std::string& what) {
       render_error(out, file, object.index,
-                   Failure{where + "unexpected label \"" + block.label + "\"", std::nullopt, std::nullopt});
+                   Failure{"PEM block at line " + std::to_string(object.line) + ": " + what, std::nullopt, std::nullopt});
       return false;
-    }
+    };
+    if (!block.ok()) return fail(block.error);
+    type = type_of_label(block.label);
+    if (type == ObjectType::automatic) return fail("unexpected label \"" + block.label + "\"");
     der = block.der;
   }
   if (options.type != ObjectType::automatic) type = options.type;
