@@ -134,8 +134,10 @@ int main(int argc, char** argv) {
   if (files.empty()) return usage_error("no input named");
 
   options.progress = isatty(STDERR_FILENO) == 1;
-  // Texts of objects come and go by the thousand: keep the heap's top and
-  // its arenas instead of handing memory back and asking for it again.
+  // Texts of objects and pieces of files come and go by the thousand: keep
+  // them on the heap, and keep the heap, instead of handing memory back and
+  // asking for it again (fresh pages cost a fault each).
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TOP_PAD, 16 << 20);
   mallopt(M_TRIM_THRESHOLD, 64 << 20);
   const RunResult result = run(expand_inputs(files, recursive), options);

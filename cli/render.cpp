@@ -552,6 +552,16 @@ void PemCutter::feed(std::span<const uint8_t> bytes, bool complete, std::vector<
   }
 }
 
+void PemCutter::rebase(std::span<const uint8_t> text) {
+  const size_t shift = keep();
+  const char* const base = reinterpret_cast<const char*>(text.data());
+  for (const char* p = base + counted_; (p = static_cast<const char*>(std::memchr(p, '\n', base + shift - p))) != nullptr; ++p)
+    ++line_;
+  counted_ = 0;
+  scanned_ -= shift;
+  if (open_) start_ -= shift;
+}
+
 std::vector<Object> split_input(std::span<const uint8_t> data) {
   std::vector<Object> objects;
   const auto whole_file = [&](const char* text) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -53,6 +54,7 @@ struct Object {
   std::span<const uint8_t> der;
   size_t line = 0;  // PEM: the line of the BEGIN line, from 1
   std::optional<Failure> failure;
+  std::shared_ptr<const void> hold;  // keeps the octets `der` borrows, when set
 };
 
 // The objects of an input's bytes, at least one: the one DER element, or
@@ -70,6 +72,12 @@ class PemCutter {
   // known. After the complete text, no object at all means no block.
   void feed(std::span<const uint8_t> text, bool complete, std::vector<Object>& out);
   size_t objects() const { return index_; }
+
+  // Where the text still matters: the block not yet closed, or the line not
+  // yet complete. A text read in pieces goes on from there.
+  size_t keep() const { return open_ ? start_ : scanned_; }
+  // The text now starts at keep() of `text`, the text so far.
+  void rebase(std::span<const uint8_t> text);
 
  private:
   size_t scanned_ = 0;  // complete lines before this are looked at

@@ -20,10 +20,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <set>
 #include <string>
 #include <thread>
@@ -36,7 +38,11 @@ namespace {
 constexpr size_t kWindowObjects = 1024;
 constexpr size_t kWindowBytes = size_t{8} << 20;
 constexpr size_t kWriteChunk = size_t{64} << 10;
-constexpr size_t kReadChunk = size_t{1} << 20;  // files above this are cut as they are read
+// Regular files above this are read in pieces when they are PEM: the first
+// piece is this size, the others kPiece, small enough to stay in the cache
+// while their blocks are rendered.
+constexpr size_t kReadChunk = size_t{1} << 20;
+constexpr size_t kPiece = size_t{256} << 10;
 
 struct Slot {
   std::string text;
@@ -51,6 +57,14 @@ struct FileState {
   std::deque<Slot> slots;
   size_t next_claim = 0;
   bool cut = false;  // every object is there
+  // A large PEM file, read a piece at a time by one worker at a time. Each
+  // piece begins with the end of the one before, from where the cutter
+  // still needs it; the objects of a piece hold it until they are written.
+  int fd = -1;
+  size_t size = 0, read = 0;  // the size of the file, the octets read
+  PemCutter cutter;
+  std::shared_ptr<uint8_t[]> piece;
+  size_t piece_size = 0;
 };
 
 class Runner {
@@ -67,7 +81,7 @@ class Runner {
   void wait(std::unique_lock<std::mutex>& lock);
   void wake();
   void cut(std::unique_lock<std::mutex>& lock, size_t f);
-  bool read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size);
+  bool read_piece(std::unique_lock<std::mutex>& lock, size_t f);
   void publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<Object>& batch, bool last);
   void render(std::unique_lock<std::mutex>& lock, size_t f, size_t k);
   // With the token held: writes every finished object in order, then gives
@@ -89,6 +103,7 @@ class Runner {
   // the deques allocate as they are made.
   std::vector<std::unique_ptr<FileState>> files_;
   std::set<size_t> open_;  // files with unclaimed objects
+  std::set<size_t> streaming_;  // files with pieces to read that no one is reading
   size_t next_file_ = 0;
   size_t cutting_ = 0;      // files being read and cut
   size_t outstanding_ = 0;  // claimed and not written
@@ -157,6 +172,7 @@ void Runner::publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<O
   }
   batch.clear();
   if (file.next_claim < file.objects.size()) open_.insert(f);
+  if (!last) streaming_.insert(f);
   if (last) {
     file.cut = true;
     --cutting_;
@@ -170,33 +186,46 @@ void Runner::publish(std::unique_lock<std::mutex>& lock, size_t f, std::vector<O
   lock.unlock();
 }
 
-// Reads a large regular file in pieces; when it is PEM (a BEGIN line in its
-// first piece), the blocks whose text is in are handed out while the rest is
-// read. False when it is not: the whole file is read then, for the caller
-// to cut.
-bool Runner::read_cutting(std::unique_lock<std::mutex>& lock, size_t f, int fd, size_t size) {
-  InputBytes& data = files_[f]->data;  // no one else looks at it before its objects are out
-  data.data = allocate_bytes(size);
-  data.size = 0;
-  PemCutter cutter;
-  std::vector<Object> batch;
-  std::optional<bool> pem;
-  for (;;) {
-    const size_t want = pem == false ? size - data.size : std::min(kReadChunk, size - data.size);
-    const ssize_t n = read(fd, data.data.get() + data.size, want);
-    if (n < 0 && errno == EINTR) continue;
-    if (n > 0) data.size += static_cast<size_t>(n);
-    const bool complete = n <= 0 || data.size == size;  // a read error ends the text too
-    if (!pem && (complete || data.size >= kReadChunk))
-      pem = looks_like_pem(std::string_view(reinterpret_cast<const char*>(data.data.get()), data.size));
-    if (pem == true) {
-      cutter.feed(data.view(), complete, batch);
-      if (complete && cutter.objects() == 0)
-        batch.emplace_back().failure = Failure{kNoBlock, std::nullopt, std::nullopt};
-      if (complete || !batch.empty()) publish(lock, f, batch, complete);
-    }
-    if (complete) return pem == true;
+// Reads the next piece of a large regular file and hands out the blocks it
+// completes. The first piece decides: false, with nothing handed out, when
+// it is not PEM.
+bool Runner::read_piece(std::unique_lock<std::mutex>& lock, size_t f) {
+  FileState& file = *files_[f];  // its reading state is this worker's alone
+  const bool first = file.read == 0;
+  const size_t keep = first ? 0 : file.cutter.keep();
+  const size_t carry = file.piece_size - keep;
+  // A block longer than a piece takes the rest of the file at once, so that
+  // no text is carried over twice.
+  const size_t capacity = first ? kReadChunk : carry <= kPiece ? carry + kPiece : carry + (file.size - file.read);
+  std::shared_ptr<uint8_t[]> piece(new uint8_t[capacity]);
+  if (carry > 0) {
+    std::memcpy(piece.get(), file.piece.get() + keep, carry);
+    file.cutter.rebase({file.piece.get(), file.piece_size});
   }
+  size_t filled = carry;
+  bool complete = false;  // a read error ends the text too
+  while (!complete && filled < capacity) {
+    const ssize_t n = read(file.fd, piece.get() + filled, capacity - filled);
+    if (n < 0 && errno == EINTR) continue;
+    if (n > 0) filled += static_cast<size_t>(n), file.read += static_cast<size_t>(n);
+    complete = n <= 0 || file.read >= file.size;
+  }
+  file.piece = piece;
+  file.piece_size = filled;
+  const std::span<const uint8_t> text(piece.get(), filled);
+  if (first && !looks_like_pem(std::string_view(reinterpret_cast<const char*>(text.data()), text.size())))
+    return false;
+  std::vector<Object> batch;
+  file.cutter.feed(text, complete, batch);
+  for (Object& object : batch) object.hold = piece;
+  if (complete) {
+    if (file.cutter.objects() == 0) batch.emplace_back().failure = Failure{kNoBlock, std::nullopt, std::nullopt};
+    close(file.fd);
+    file.fd = -1;
+    file.piece.reset();
+  }
+  publish(lock, f, batch, complete);
+  return true;
 }
 
 void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
@@ -206,12 +235,18 @@ void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
   std::string error = input.failure.value_or("");
   size_t size = 0;
   const int fd = input.failure ? -1 : open_input(input.path, size, error);
+  if (fd >= 0 && size > kReadChunk) {
+    file.fd = fd;
+    file.size = size;
+    if (read_piece(lock, f)) return;  // PEM: its pieces come one by one
+    file.piece.reset();  // not PEM: read whole, from its start
+    file.fd = -1;
+    if (lseek(fd, 0, SEEK_SET) != 0) error = "cannot read: " + std::generic_category().message(errno);
+  }
   if (fd >= 0) {
-    const bool cut_while_read = size > kReadChunk && read_cutting(lock, f, fd, size);
     // Small files, standard input, and large files that are not PEM.
-    const bool whole = cut_while_read || file.data.size > 0 || read_whole(fd, size, file.data, error);
+    const bool whole = error.empty() && read_whole(fd, size, file.data, error);
     if (fd != STDIN_FILENO) close(fd);
-    if (cut_while_read) return;  // its objects are out
     if (whole) objects = split_input(file.data.view());
   }
   if (objects.empty()) objects.emplace_back().failure = Failure{std::move(error), std::nullopt, std::nullopt};
@@ -227,6 +262,7 @@ void Runner::settle() {
 }
 
 void Runner::advance() {
+  files_[wfile_]->objects[wobj_].hold.reset();  // its piece may go
   --outstanding_;
   ++wobj_;
   settle();
@@ -288,7 +324,10 @@ void Runner::render(std::unique_lock<std::mutex>& lock, size_t f, size_t k) {
 void Runner::work() {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
-    if (!open_.empty()) {
+    // Objects of a file before the next piece of a later one, and the next
+    // piece of a file before its objects run out.
+    const size_t streaming = streaming_.empty() ? SIZE_MAX : *streaming_.begin();
+    if (!open_.empty() && *open_.begin() <= streaming) {
       const size_t f = *open_.begin();
       FileState& file = *files_[f];
       const size_t k = file.next_claim;
@@ -299,6 +338,17 @@ void Runner::work() {
       if (++file.next_claim == file.objects.size()) open_.erase(open_.begin());
       ++outstanding_;
       render(lock, f, k);
+      continue;
+    }
+    if (streaming != SIZE_MAX) {
+      if (window_full() && streaming != wfile_) {
+        wait(lock);
+        continue;
+      }
+      streaming_.erase(streaming_.begin());
+      lock.unlock();
+      read_piece(lock, streaming);  // publishes, and leaves the lock unlocked
+      lock.lock();
       continue;
     }
     if (next_file_ < files_.size()) {
