@@ -44,7 +44,7 @@ struct Adapt {
 };
 
 #define QEL_VALUE_OPS(X, SIZE) \
-  Adapt<vbl_blk, new_vbl_blk, dip_vbl_blk, drop_vbl_blk, SIZE, _pack_##X, decode_##X>::ops
+  Adapt<vbl_blk, make_value, release_value, drop_value, SIZE, _pack_##X, decode_##X>::ops
 #define QEL_RECORD_OPS(X) \
   Adapt<X, new_##X, dip_##X, drop_##X, sizeof_##X, _pack_##X, decode_##X>::ops
 

@@ -34,6 +34,20 @@ struct Pool {
   static void give(T* record) { detail::give_record(record, sizeof(T)); }
 };
 
+// Value blocks, inline where the compiled operations reach them: new_vbl_blk,
+// dip_vbl_blk and drop_vbl_blk.
+inline vbl_blk* make_value() { return Pool<vbl_blk>::take(); }
+inline void release_value(vbl_blk* value) {
+  if (value == nullptr) return;
+  detail::give_octets(value->bytes, value->length);
+  value->bytes = nullptr;
+}
+inline void drop_value(vbl_blk* value) {
+  if (value == nullptr) return;
+  release_value(value);
+  Pool<vbl_blk>::give(value);
+}
+
 // ---------------------------------------------------------------------------
 // Reading. Every octet a decoder reads is reached through step or peek, and
 // both ask fits whether it lies before the limit: that is the one bounds
