@@ -43,8 +43,8 @@ struct Adapt {
       .make = make, .dip = dip, .drop = drop, .size = size, .pack = pack, .uip = uip};
 };
 
-#define QEL_VALUE_OPS(X, SIZE) \
-  Adapt<vbl_blk, new_vbl_blk, dip_vbl_blk, drop_vbl_blk, SIZE, _pack_##X, decode_##X>::ops
+#define QEL_VALUE_OPS(X, SIZE, PACK) \
+  Adapt<vbl_blk, make_value, release_value, drop_value, SIZE, PACK, decode_##X>::ops
 #define QEL_RECORD_OPS(X) \
   Adapt<X, new_##X, dip_##X, drop_##X, sizeof_##X, _pack_##X, decode_##X>::ops
 
@@ -64,19 +64,20 @@ inline constexpr bool has_known_ops = false;
   inline constexpr const TypeOps* known_ops<&X##_desc> = &(OPS);      \
   template <>                                                         \
   inline constexpr bool has_known_ops<&X##_desc> = true;
-QEL_KNOWN_OPS(OBJECT_ID, QEL_VALUE_OPS(OBJECT_ID, sizeof_vbl_blk))
-QEL_KNOWN_OPS(OCTET_STRING, QEL_VALUE_OPS(OCTET_STRING, sizeof_vbl_blk))
-QEL_KNOWN_OPS(GeneralizedTime, QEL_VALUE_OPS(GeneralizedTime, sizeof_vbl_blk))
-QEL_KNOWN_OPS(UTCTime, QEL_VALUE_OPS(UTCTime, sizeof_vbl_blk))
-QEL_KNOWN_OPS(IA5String, QEL_VALUE_OPS(IA5String, sizeof_vbl_blk))
-QEL_KNOWN_OPS(NumericString, QEL_VALUE_OPS(NumericString, sizeof_vbl_blk))
-QEL_KNOWN_OPS(PrintableString, QEL_VALUE_OPS(PrintableString, sizeof_vbl_blk))
-QEL_KNOWN_OPS(T61String, QEL_VALUE_OPS(T61String, sizeof_vbl_blk))
+QEL_KNOWN_OPS(OBJECT_ID, QEL_VALUE_OPS(OBJECT_ID, value_size, value_pack))
+QEL_KNOWN_OPS(OCTET_STRING, QEL_VALUE_OPS(OCTET_STRING, value_size, value_pack))
+QEL_KNOWN_OPS(GeneralizedTime, QEL_VALUE_OPS(GeneralizedTime, value_size, value_pack))
+QEL_KNOWN_OPS(UTCTime, QEL_VALUE_OPS(UTCTime, value_size, value_pack))
+QEL_KNOWN_OPS(IA5String, QEL_VALUE_OPS(IA5String, value_size, value_pack))
+QEL_KNOWN_OPS(NumericString, QEL_VALUE_OPS(NumericString, value_size, value_pack))
+QEL_KNOWN_OPS(PrintableString, QEL_VALUE_OPS(PrintableString, value_size, value_pack))
+QEL_KNOWN_OPS(T61String, QEL_VALUE_OPS(T61String, value_size, value_pack))
 QEL_KNOWN_OPS(BOOLEAN, QEL_RECORD_OPS(BOOLEAN))
 QEL_KNOWN_OPS(ASN_NULL, QEL_RECORD_OPS(ASN_NULL))
 QEL_KNOWN_OPS(BIT_STRING, QEL_RECORD_OPS(BIT_STRING))
-QEL_KNOWN_OPS(INTEGER, QEL_VALUE_OPS(INTEGER, sizeof_INTEGER))
-QEL_KNOWN_OPS(UNDECODED_ASN_BLOCK, QEL_VALUE_OPS(UNDECODED_ASN_BLOCK, sizeof_UNDECODED_ASN_BLOCK))
+QEL_KNOWN_OPS(INTEGER, QEL_VALUE_OPS(INTEGER, sizeof_INTEGER, _pack_INTEGER))
+QEL_KNOWN_OPS(UNDECODED_ASN_BLOCK, QEL_VALUE_OPS(UNDECODED_ASN_BLOCK, sizeof_UNDECODED_ASN_BLOCK,
+                                              _pack_UNDECODED_ASN_BLOCK))
 #undef QEL_KNOWN_OPS
 
 // The generic pieces the compiled operations share (asn/engine.cpp).
@@ -90,6 +91,36 @@ int32_t choice_size(const TypeDesc* d, void* v, int32_t with_header);
 void choice_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err);
 void* constructed_make(const TypeDesc* d);
 void constructed_drop(const TypeDesc* d, void* v);
+
+// The encoder's size memo (asn/engine.cpp): content sizes of constructed
+// records, remembered while an outermost encoder runs.
+bool memo_find(const TypeDesc* d, const void* v, int32_t& size);
+void memo_put(const TypeDesc* d, const void* v, int32_t size);
+
+// Content size of a constructed record through the memo.
+template <class Compute>
+inline __attribute__((always_inline)) int32_t remembered(const TypeDesc* d, void* v,
+                                                         Compute compute) {
+  int32_t content = 0;
+  if (memo_find(d, v, content)) return content;
+  content = compute();
+  memo_put(d, v, content);
+  return content;
+}
+
+// Compares what an encoder wrote with what it announced.
+inline void check_written(const uint8_t* start, const uint8_t* now, int32_t expected,
+                          int32_t* err) {
+  const int64_t written = now - start;
+  if (written < expected) set_err(err, ASN_PACK_SHORT);
+  else if (written > expected) set_err(err, ASN_PACK_LONG);
+}
+
+inline bool cursor_usable(uint8_t** cursor, int32_t* err) {
+  if (cursor == nullptr) return set_err(err, ASN_OUT_NO_CURSOR), false;
+  if (*cursor == nullptr) return set_err(err, ASN_OUT_NO_POSITION), false;
+  return true;
+}
 
 #define QEL_ALWAYS_INLINE inline __attribute__((always_inline))
 
@@ -114,6 +145,14 @@ struct Op {
                                        const uint8_t* outer, int32_t tag, int32_t* err) {
     if constexpr (is_known) return known->uip(T, v, c, limit, outer, tag, err);
     else return T->ops->uip(T, v, c, limit, outer, tag, err);
+  }
+  static QEL_ALWAYS_INLINE int32_t size(void* v, int32_t with_header) {
+    if constexpr (is_known) return known->size(T, v, with_header);
+    else return T->ops->size(T, v, with_header);
+  }
+  static QEL_ALWAYS_INLINE void pack(uint8_t** c, void* v, int32_t tag, int32_t* err) {
+    if constexpr (is_known) known->pack(T, c, v, tag, err);
+    else T->ops->pack(T, c, v, tag, err);
   }
   // unpack_at of engine.cpp for this type.
   static QEL_ALWAYS_INLINE void* unpack(const uint8_t** cursor, const uint8_t* limit, int32_t tag,
@@ -242,8 +281,76 @@ struct CompiledSequence {
     detail::give_record(v, sizeof(R), sizeof(R));
   }
 
+  // The member a field's operations work on: the embedded record, or the
+  // pointer held (null when absent).
+  template <uint32_t I>
+  static QEL_ALWAYS_INLINE void* value_of(void* v) {
+    constexpr const FieldDesc& f = fields[I];
+    if constexpr (f.form == Form::Inline || f.form == Form::ExplicitInline) return member(v, f.offset);
+    else return pointer(v, f.offset);
+  }
+
+  // Whether field I takes part in sizing and packing.
+  template <uint32_t I>
+  static QEL_ALWAYS_INLINE bool present(void* m) {
+    if (m == nullptr) return false;
+    if constexpr ((fields[I].flags & FIELD_MAYBE_ABSENT) != 0)
+      return static_cast<void**>(m)[1] != nullptr;  // the choice's value
+    else return true;
+  }
+
+  static constexpr bool is_explicit(const FieldDesc& f) {
+    return f.form == Form::ExplicitInline || f.form == Form::ExplicitOptional;
+  }
+
+  template <uint32_t I>
+  static QEL_ALWAYS_INLINE uint32_t field_size(void* v) {
+    constexpr const FieldDesc& f = fields[I];
+    void* m = value_of<I>(v);
+    if (!present<I>(m)) return 0;
+    const int32_t inner = Op<f.type>::size(m, 1);
+    if constexpr (!is_explicit(f)) return static_cast<uint32_t>(inner);
+    else return static_cast<uint32_t>(element_size(inner, (f.flags & FIELD_WRAPPER_FORCED) ? 1 : 0));
+  }
+
+  static int32_t size(const TypeDesc* d, void* v, int32_t with_header) {
+    if (v == nullptr) return 0;
+    const int32_t content = remembered(d, v, [v] {
+      return [v]<uint32_t... I>(std::integer_sequence<uint32_t, I...>) {
+        return static_cast<int32_t>((0u + ... + field_size<I>(v)));
+      }(std::make_integer_sequence<uint32_t, count>{});
+    });
+    return (with_header & 0xFFFF) != 0 ? element_size(content, 1) : content;
+  }
+
+  template <uint32_t I>
+  static QEL_ALWAYS_INLINE void pack_field(uint8_t** cursor, void* v, int32_t* err) {
+    constexpr const FieldDesc& f = fields[I];
+    using T = Op<f.type>;
+    void* m = value_of<I>(v);
+    if (!present<I>(m)) return;
+    if constexpr (is_explicit(f)) {
+      // The wrapper goes out exactly when sizing counted it.
+      const int32_t inner = T::size(m, 1);
+      if (element_size(inner, (f.flags & FIELD_WRAPPER_FORCED) ? 1 : 0) == 0) return;
+      write_header(cursor, f.wrapper, static_cast<uint32_t>(inner));
+    }
+    T::pack(cursor, m, tag_or_own(f.tag, f.type), err);
+  }
+
+  static void pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err) {
+    if (v == nullptr || !cursor_usable(cursor, err)) return;
+    const int32_t content = size(d, v, 0);
+    write_header(cursor, tag, static_cast<uint32_t>(content));
+    const uint8_t* start = *cursor;
+    [&]<uint32_t... I>(std::integer_sequence<uint32_t, I...>) {
+      (pack_field<I>(cursor, v, err), ...);
+    }(std::make_integer_sequence<uint32_t, count>{});
+    check_written(start, *cursor, content, err);
+  }
+
   static constexpr TypeOps ops{
-      .make = make, .dip = dip, .drop = drop, .size = seq_size, .pack = seq_pack, .uip = uip};
+      .make = make, .dip = dip, .drop = drop, .size = size, .pack = pack, .uip = uip};
 };
 
 // The generic list's steps over a list record X of element type E.
@@ -319,8 +426,44 @@ struct CompiledList {
     detail::give_record(v, sizeof(X), offsetof(X, items));
   }
 
+  static QEL_ALWAYS_INLINE int32_t clamped(void* v) {
+    const int32_t n = list(v).count;
+    return n <= 0 ? 0 : static_cast<uint32_t>(n) > capacity ? static_cast<int32_t>(capacity) : n;
+  }
+
+  static int32_t size(const TypeDesc* d, void* v, int32_t with_header) {
+    if (v == nullptr) return 0;
+    const int32_t content = remembered(d, v, [v] {
+      void** at = items(v);
+      const int32_t n = clamped(v);
+      uint32_t sum = 0;
+      for (int32_t i = 0; i < n; ++i) sum += static_cast<uint32_t>(Element::size(at[i], 1));
+      return static_cast<int32_t>(sum);
+    });
+    return (with_header & 0xFFFF) != 0 ? element_size(content, 1) : content;
+  }
+
+  // A set of two or more elements is sorted by the generic encoder.
+  static void pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err) {
+    if (d->shape == Shape::SetOf && v != nullptr && list(v).count > 1)
+      return list_pack(d, cursor, v, tag, err);
+    if (v == nullptr || !cursor_usable(cursor, err)) return;
+    if (list(v).count > static_cast<int32_t>(capacity)) {
+      set_err(err, d->shape == Shape::SetOf ? ASN_SETOF_FULL : ASN_SEQOF_FULL);
+      return;
+    }
+    const int32_t content = size(d, v, 0);
+    write_header(cursor, tag, static_cast<uint32_t>(content));
+    const uint8_t* start = *cursor;
+    void** at = items(v);
+    const int32_t n = clamped(v);
+    const int32_t element_tag = tag_or_own(ElementTag, E);
+    for (int32_t i = 0; i < n; ++i) Element::pack(cursor, at[i], element_tag, err);
+    check_written(start, *cursor, content, err);
+  }
+
   static constexpr TypeOps ops{
-      .make = make, .dip = dip, .drop = drop, .size = list_size, .pack = list_pack, .uip = uip};
+      .make = make, .dip = dip, .drop = drop, .size = size, .pack = pack, .uip = uip};
 };
 
 // The generic choice's steps over a choice record X with alternatives Alts.
@@ -405,12 +548,50 @@ struct CompiledChoice {
     detail::give_record(v, sizeof(X), sizeof(X));
   }
 
-  static constexpr TypeOps ops{.make = make,
-                               .dip = dip,
-                               .drop = drop,
-                               .size = choice_size,
-                               .pack = choice_pack,
-                               .uip = uip};
+  // Calls `f` with the index of the first alternative of `tag`, as
+  // find_alt; false when there is none.
+  template <class F>
+  static QEL_ALWAYS_INLINE bool with_alt(uint8_t tag, F f) {
+    return [&]<uint32_t... I>(std::integer_sequence<uint32_t, I...>) {
+      return ((is<I>(tag) && (f(std::integral_constant<uint32_t, I>{}), true)) || ...);
+    }(std::make_integer_sequence<uint32_t, count>{});
+  }
+
+  static int32_t size(const TypeDesc* d, void* v, int32_t with_header) {
+    if (v == nullptr) return 0;
+    const int32_t content = remembered(d, v, [v] {
+      Head& c = head(v);
+      int32_t inner = 0;
+      with_alt(c.tag, [&](auto i) {
+        constexpr const AltDesc& alt = Alts[decltype(i)::value];
+        inner = Op<alt.type>::size(c.value, (alt.flags & ALT_WRAPPED) ? 1 : 0);
+      });
+      return inner;
+    });
+    return (with_header & 0xFFFF) != 0 ? element_size(content, 1) : content;
+  }
+
+  static void pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t, int32_t* err) {
+    if (v == nullptr || !cursor_usable(cursor, err)) return;
+    Head& c = head(v);
+    const int32_t expected = size(d, v, 1);
+    const uint8_t* start = *cursor;
+    const bool found = with_alt(c.tag, [&](auto i) {
+      constexpr const AltDesc& alt = Alts[decltype(i)::value];
+      using T = Op<alt.type>;
+      if constexpr ((alt.flags & ALT_WRAPPED) != 0) {
+        write_header(cursor, alt.tag, static_cast<uint32_t>(T::size(c.value, 1)));
+        T::pack(cursor, c.value, tag_or_own(alt.inner_tag, alt.type), err);
+      } else {
+        T::pack(cursor, c.value, c.tag, err);
+      }
+    });
+    if (!found) set_err(err, ASN_BAD_CHOICE);
+    check_written(start, *cursor, expected, err);
+  }
+
+  static constexpr TypeOps ops{
+      .make = make, .dip = dip, .drop = drop, .size = size, .pack = pack, .uip = uip};
 };
 
 }  // namespace engine

@@ -172,28 +172,14 @@ class SizeMemo {
 
 thread_local SizeMemo size_memo;
 
-// Content size of a constructed record through the memo.
-template <class Compute>
-int32_t remembered(const TypeDesc* d, void* v, Compute compute) {
-  int32_t content = 0;
-  if (size_memo.find(d, v, content)) return content;
-  content = compute();
-  size_memo.put(d, v, content);
-  return content;
-}
+}  // namespace
 
-// Compares what an encoder wrote with what it announced.
-void check_written(const uint8_t* start, const uint8_t* now, int32_t expected, int32_t* err) {
-  const int64_t written = now - start;
-  if (written < expected) set_err(err, ASN_PACK_SHORT);
-  else if (written > expected) set_err(err, ASN_PACK_LONG);
+bool memo_find(const TypeDesc* d, const void* v, int32_t& size) {
+  return size_memo.find(d, v, size);
 }
+void memo_put(const TypeDesc* d, const void* v, int32_t size) { size_memo.put(d, v, size); }
 
-bool cursor_usable(uint8_t** cursor, int32_t* err) {
-  if (cursor == nullptr) return set_err(err, ASN_OUT_NO_CURSOR), false;
-  if (*cursor == nullptr) return set_err(err, ASN_OUT_NO_POSITION), false;
-  return true;
-}
+namespace {
 
 
 // ---------------------------------------------------------------------------

@@ -35,6 +35,68 @@ struct Pool {
 };
 
 // ---------------------------------------------------------------------------
+// Writing, inline where the compiled operations size and encode: the bodies
+// of length_size, tagged and put_tag.
+inline int32_t length_octets(uint32_t length) {
+  if (length < 0x80u) return 1;
+  if (length < 0x100u) return 2;
+  if (length < 0x10000u) return 3;
+  if (length < 0x1000000u) return 4;
+  return 5;
+}
+inline int32_t element_size(int32_t content_length, int32_t force) {
+  if (content_length == 0 && (force & 0xFFFF) == 0) return 0;
+  const uint32_t n = static_cast<uint32_t>(content_length);
+  return static_cast<int32_t>(n + static_cast<uint32_t>(length_octets(n)) + 1u);
+}
+inline void write_header(uint8_t** cursor, int32_t tag, uint32_t length) {
+  uint8_t* p = *cursor;
+  *p++ = static_cast<uint8_t>(tag);
+  if (length < 0x80u) {
+    *p++ = static_cast<uint8_t>(length);
+  } else {
+    const int n = length_octets(length) - 1;
+    *p++ = static_cast<uint8_t>(0x80 | n);
+    for (int i = n - 1; i >= 0; --i) *p++ = static_cast<uint8_t>(length >> (8 * i));
+  }
+  *cursor = p;
+}
+
+// Value blocks, inline where the compiled operations reach them: new_vbl_blk,
+// dip_vbl_blk and drop_vbl_blk.
+inline vbl_blk* make_value() { return Pool<vbl_blk>::take(); }
+inline void release_value(vbl_blk* value) {
+  if (value == nullptr) return;
+  detail::give_octets(value->bytes, value->length);
+  value->bytes = nullptr;
+}
+inline void drop_value(vbl_blk* value) {
+  if (value == nullptr) return;
+  release_value(value);
+  Pool<vbl_blk>::give(value);
+}
+inline int32_t value_size(vbl_blk* value, int32_t with_header) {
+  if (value == nullptr) return 0;
+  const int32_t length = value->length > 0 ? value->length : 0;
+  if ((with_header & 0xFFFF) == 0) return length;
+  return element_size(length, 1);
+}
+// _pack_vbl_blk without its extra octet: tag, length, content. A record
+// whose bytes are missing writes its header only, which the enclosing length
+// check reports.
+inline void value_pack(uint8_t** cursor, vbl_blk* value, int32_t tag, int32_t* err) {
+  if (value == nullptr) return;
+  if (cursor == nullptr) return set_err(err, ASN_OUT_NO_CURSOR);
+  if (*cursor == nullptr) return set_err(err, ASN_OUT_NO_POSITION);
+  const uint32_t n = value->length > 0 ? static_cast<uint32_t>(value->length) : 0;
+  write_header(cursor, tag, n);
+  if (n > 0 && value->bytes != nullptr) {
+    std::memcpy(*cursor, value->bytes, n);
+    *cursor += n;
+  }
+}
+
+// ---------------------------------------------------------------------------
 // Reading. Every octet a decoder reads is reached through step or peek, and
 // both ask fits whether it lies before the limit: that is the one bounds
 // check of the codec.

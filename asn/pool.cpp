@@ -13,10 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
 #include "asn/alloc.h"
 #include "asn/pool.h"
 
@@ -149,18 +145,9 @@ uint8_t* take_octets_slow(size_t size) {
   return static_cast<uint8_t*>(std::malloc(class_of(size > 0 ? size : 1) * kGrain));
 }
 
-void give_octets(void* block, int32_t length) {
-  if (block == nullptr) return;
-  // A block holds at least `length` octets; it joins the largest class it
-  // covers whole. Where the heap tells a block's true size, ours count in
-  // full.
-#if defined(__GLIBC__)
-  const size_t usable = malloc_usable_size(block);
-#else
-  const size_t usable = length > 0 ? static_cast<size_t>(length) : 0;
-#endif
-  (void)length;
-  const size_t k = usable / kGrain;
+// A block of class k the inline path could not keep: the budget is spent or
+// not yet opened, or the block is outside the small classes.
+void give_octets_slow(void* block, size_t k) {
   if (k == 0 || k > kSmallClasses || !push(hot_caches.octets, block, k)) std::free(block);
 }
 

@@ -14,6 +14,10 @@
 
 #include "asn/alloc.h"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #if defined(__SANITIZE_ADDRESS__)
 #define QEL_POOL_ASAN 1
 #elif defined(__has_feature)
@@ -51,7 +55,7 @@ extern constinit thread_local HotCaches hot_caches;
 void* take_record_slow(size_t size);
 void give_record_slow(void* record, size_t size, size_t dirty);
 uint8_t* take_octets_slow(size_t size);
-void give_octets(void* block, int32_t length);
+void give_octets_slow(void* block, size_t k);
 // Hands everything the calling thread keeps back to the heap.
 void release_caches();
 
@@ -121,6 +125,28 @@ inline uint8_t* take_octets(size_t size) {
     if (void* block = pop_small(hot_caches.octets, class_of(size)))
       return static_cast<uint8_t*>(block);
   return take_octets_slow(size);
+}
+
+// Gives an octet block back. A block holds at least `length` octets; it
+// joins the largest class it covers whole. Where the heap tells a block's
+// true size, ours count in full.
+inline void give_octets(void* block, int32_t length) {
+  if (block == nullptr) return;
+#if defined(__GLIBC__)
+  (void)length;
+  const size_t k = malloc_usable_size(block) / kGrain;
+#else
+  const size_t k = length > 0 ? static_cast<size_t>(length) / kGrain : 0;
+#endif
+  SmallCache& c = hot_caches.octets;
+  if (k - 1 < kSmallClasses && c.room >= k * kGrain) {
+    std::memcpy(block, &c.heads[k], sizeof(void*));
+    pool_poison(block, k * kGrain);
+    c.heads[k] = block;
+    c.room -= k * kGrain;
+    return;
+  }
+  give_octets_slow(block, k);
 }
 
 }  // namespace qel::detail

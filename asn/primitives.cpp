@@ -25,7 +25,7 @@ constexpr TypeDesc primitive(const char* name, int32_t tag, uint32_t size, const
 
 #define QEL_VALUE_DESC(X, tag)                                   \
   constinit const TypeDesc X##_desc =                            \
-      primitive(#X, tag, sizeof(vbl_blk), &QEL_VALUE_OPS(X, sizeof_vbl_blk));
+      primitive(#X, tag, sizeof(vbl_blk), &QEL_VALUE_OPS(X, value_size, value_pack));
 #define QEL_RECORD_DESC(X, tag) \
   constinit const TypeDesc X##_desc = primitive(#X, tag, sizeof(X), &QEL_RECORD_OPS(X));
 
@@ -42,9 +42,11 @@ QEL_RECORD_DESC(BOOLEAN, 0x01)
 QEL_RECORD_DESC(ASN_NULL, 0x05)
 QEL_RECORD_DESC(BIT_STRING, 0x03)
 constinit const TypeDesc INTEGER_desc =
-    primitive("INTEGER", 0x02, sizeof(vbl_blk), &QEL_VALUE_OPS(INTEGER, sizeof_INTEGER));
+    primitive("INTEGER", 0x02, sizeof(vbl_blk), &QEL_VALUE_OPS(INTEGER, sizeof_INTEGER, _pack_INTEGER));
 constinit const TypeDesc UNDECODED_ASN_BLOCK_desc =
     primitive("UNDECODED_ASN_BLOCK", TAG_ANY, sizeof(vbl_blk),
-              &QEL_VALUE_OPS(UNDECODED_ASN_BLOCK, sizeof_UNDECODED_ASN_BLOCK), TYPE_ANY_TAG);
+              &QEL_VALUE_OPS(UNDECODED_ASN_BLOCK, sizeof_UNDECODED_ASN_BLOCK,
+                             _pack_UNDECODED_ASN_BLOCK),
+              TYPE_ANY_TAG);
 
 }  // namespace qel

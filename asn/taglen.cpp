@@ -5,18 +5,10 @@
 
 namespace qel {
 
-int32_t length_size(uint32_t length) {
-  if (length < 0x80u) return 1;
-  if (length < 0x100u) return 2;
-  if (length < 0x10000u) return 3;
-  if (length < 0x1000000u) return 4;
-  return 5;
-}
+int32_t length_size(uint32_t length) { return length_octets(length); }
 
 int32_t tagged(int32_t content_length, int32_t force) {
-  if (content_length == 0 && (force & 0xFFFF) == 0) return 0;
-  const uint32_t n = static_cast<uint32_t>(content_length);
-  return static_cast<int32_t>(n + static_cast<uint32_t>(length_size(n)) + 1u);
+  return element_size(content_length, force);
 }
 
 void put_byte(uint8_t** cursor, int32_t octet) {
@@ -36,10 +28,7 @@ void put_lth(uint8_t** cursor, uint32_t length) {
   *cursor = p;
 }
 
-void put_tag(uint8_t** cursor, int32_t tag, uint32_t length) {
-  put_byte(cursor, tag);
-  put_lth(cursor, length);
-}
+void put_tag(uint8_t** cursor, int32_t tag, uint32_t length) { write_header(cursor, tag, length); }
 
 int32_t get_byte(const uint8_t** cursor, const uint8_t* limit) {
   const uint8_t* at = step(*cursor, 1, limit);

@@ -10,19 +10,9 @@
 
 namespace qel {
 
-vbl_blk* new_vbl_blk() { return Pool<vbl_blk>::take(); }
-
-void dip_vbl_blk(vbl_blk* value) {
-  if (value == nullptr) return;
-  detail::give_octets(value->bytes, value->length);
-  value->bytes = nullptr;
-}
-
-void drop_vbl_blk(vbl_blk* value) {
-  if (value == nullptr) return;
-  dip_vbl_blk(value);
-  Pool<vbl_blk>::give(value);
-}
+vbl_blk* new_vbl_blk() { return make_value(); }
+void dip_vbl_blk(vbl_blk* value) { release_value(value); }
+void drop_vbl_blk(vbl_blk* value) { drop_value(value); }
 
 int32_t sizeof_vbl_blk(vbl_blk* value, int32_t with_header) {
   if (value == nullptr) return 0;
