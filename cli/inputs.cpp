@@ -62,11 +62,18 @@ void BytesRelease::operator()(uint8_t* bytes) const {
 
 Bytes allocate_bytes(size_t capacity) {
   if (capacity >= kHugePage) {
+    // Huge pages need an address on their boundary: map a page more, and
+    // give back what lies before and after the aligned part.
     const size_t length = (capacity + kHugePage - 1) & ~(kHugePage - 1);
-    void* map = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void* map = mmap(nullptr, length + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (map != MAP_FAILED) {
-      madvise(map, length, MADV_HUGEPAGE);  // a hint: small pages still work
-      return Bytes(static_cast<uint8_t*>(map), BytesRelease{length});
+      const auto start = reinterpret_cast<uintptr_t>(map);
+      const uintptr_t aligned = (start + kHugePage - 1) & ~(uintptr_t{kHugePage} - 1);
+      if (aligned > start) munmap(map, aligned - start);
+      if (const size_t tail = start + kHugePage - aligned; tail > 0)
+        munmap(reinterpret_cast<void*>(aligned + length), tail);
+      madvise(reinterpret_cast<void*>(aligned), length, MADV_HUGEPAGE);  // a hint: small pages still work
+      return Bytes(reinterpret_cast<uint8_t*>(aligned), BytesRelease{length});
     }
   }
   return Bytes(new uint8_t[capacity]);

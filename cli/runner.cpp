@@ -39,10 +39,37 @@ constexpr size_t kWindowObjects = 1024;
 constexpr size_t kWindowBytes = size_t{8} << 20;
 constexpr size_t kWriteChunk = size_t{64} << 10;
 // Regular files above this are read in pieces when they are PEM: the first
-// piece is this size, the others kPiece, small enough to stay in the cache
-// while their blocks are rendered.
+// piece holds this much, the others up to kPiece with what they carry over.
 constexpr size_t kReadChunk = size_t{1} << 20;
-constexpr size_t kPiece = size_t{256} << 10;
+constexpr size_t kPiece = size_t{2} << 20;
+constexpr size_t kReadAhead = 256;  // objects left when the next piece is read
+
+// Buffers for pieces, kept for the next piece: a fresh page costs a fault
+// when it is first written, and a kept buffer in huge pages costs none.
+class PiecePool {
+ public:
+  std::shared_ptr<uint8_t[]> take(size_t capacity) {
+    Bytes bytes;
+    if (capacity <= kPiece) {
+      std::lock_guard<std::mutex> guard(mutex_);
+      if (!free_.empty()) {
+        bytes = std::move(free_.back());
+        free_.pop_back();
+      }
+    }
+    if (!bytes) bytes = allocate_bytes(std::max(capacity, kPiece));
+    const BytesRelease release = bytes.get_deleter();
+    if (capacity > kPiece) return std::shared_ptr<uint8_t[]>(bytes.release(), release);
+    return std::shared_ptr<uint8_t[]>(bytes.release(), [this, release](uint8_t* buffer) {
+      std::lock_guard<std::mutex> guard(mutex_);
+      free_.emplace_back(buffer, release);
+    });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<Bytes> free_;
+};
 
 struct Slot {
   std::string text;
@@ -94,6 +121,7 @@ class Runner {
 
   const std::vector<Input>& inputs_;
   const RunOptions& options_;
+  PiecePool pieces_;  // outlives the files, whose objects hold pieces
 
   std::mutex mutex_;
   std::condition_variable cv_;
@@ -194,10 +222,10 @@ bool Runner::read_piece(std::unique_lock<std::mutex>& lock, size_t f) {
   const bool first = file.read == 0;
   const size_t keep = first ? 0 : file.cutter.keep();
   const size_t carry = file.piece_size - keep;
-  // A block longer than a piece takes the rest of the file at once, so that
-  // no text is carried over twice.
-  const size_t capacity = first ? kReadChunk : carry <= kPiece ? carry + kPiece : carry + (file.size - file.read);
-  std::shared_ptr<uint8_t[]> piece(new uint8_t[capacity]);
+  // A block longer than half a piece takes the rest of the file at once, so
+  // that no text is carried over twice.
+  const size_t capacity = first ? kReadChunk : carry <= kPiece / 2 ? kPiece : carry + (file.size - file.read);
+  std::shared_ptr<uint8_t[]> piece = pieces_.take(capacity);
   if (carry > 0) {
     std::memcpy(piece.get(), file.piece.get() + keep, carry);
     file.cutter.rebase({file.piece.get(), file.piece_size});
@@ -325,10 +353,22 @@ void Runner::work() {
   std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
     // Objects of a file before the next piece of a later one, and the next
-    // piece of a file before its objects run out.
+    // piece of a file while the other workers still have its objects to take.
     const size_t streaming = streaming_.empty() ? SIZE_MAX : *streaming_.begin();
-    if (!open_.empty() && *open_.begin() <= streaming) {
-      const size_t f = *open_.begin();
+    const size_t first_open = open_.empty() ? SIZE_MAX : *open_.begin();
+    if (streaming != SIZE_MAX && (first_open > streaming || (first_open == streaming &&
+                                                            files_[streaming]->objects.size() -
+                                                                    files_[streaming]->next_claim <
+                                                                kReadAhead)) &&
+        !(window_full() && streaming != wfile_)) {
+      streaming_.erase(streaming_.begin());
+      lock.unlock();
+      read_piece(lock, streaming);  // publishes, and leaves the lock unlocked
+      lock.lock();
+      continue;
+    }
+    if (first_open != SIZE_MAX) {
+      const size_t f = first_open;
       FileState& file = *files_[f];
       const size_t k = file.next_claim;
       if (window_full() && !(f == wfile_ && k == wobj_)) {
@@ -340,15 +380,8 @@ void Runner::work() {
       render(lock, f, k);
       continue;
     }
-    if (streaming != SIZE_MAX) {
-      if (window_full() && streaming != wfile_) {
-        wait(lock);
-        continue;
-      }
-      streaming_.erase(streaming_.begin());
-      lock.unlock();
-      read_piece(lock, streaming);  // publishes, and leaves the lock unlocked
-      lock.lock();
+    if (streaming != SIZE_MAX) {  // the window is full
+      wait(lock);
       continue;
     }
     if (next_file_ < files_.size()) {
