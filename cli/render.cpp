@@ -528,21 +528,28 @@ void PemCutter::feed(std::span<const uint8_t> bytes, bool complete, std::vector<
     object.line = start_line_;
     object.der = bytes.subspan(start_, end - start_);
   };
-  for (size_t at = text.find(kBegin, scanned_); at != std::string_view::npos && at < limit;
-       at = text.find(kBegin, at + 1)) {
-    if (at != 0 && text[at - 1] != '\n') continue;
-    size_t end = text.find('\n', at);
-    if (end == std::string_view::npos) end = text.size();
+  // Line by line from one "-" to the next: every BEGIN line starts with one,
+  // and base64 has none.
+  const char* const base = text.data();
+  for (size_t at = scanned_; at < limit;) {
+    const void* dash = std::memchr(base + at, '-', limit - at);
+    if (dash == nullptr) break;
+    at = static_cast<size_t>(static_cast<const char*>(dash) - base);
+    const void* line_end = std::memchr(base + at, '\n', text.size() - at);
+    const size_t end = line_end != nullptr ? static_cast<size_t>(static_cast<const char*>(line_end) - base) : text.size();
     std::string_view begin_line = text.substr(at, end - at);
+    const size_t start = at;
+    at = end + 1;
+    if ((start != 0 && base[start - 1] != '\n') || !begin_line.starts_with(kBegin)) continue;
     while (!begin_line.empty() && (begin_line.back() == '\r' || begin_line.back() == ' ' || begin_line.back() == '\t'))
       begin_line.remove_suffix(1);
     if (begin_line.size() < kBegin.size() + 5 || !begin_line.ends_with("-----")) continue;
-    for (const char* p = text.data() + counted_; (p = static_cast<const char*>(std::memchr(p, '\n', text.data() + at - p))) != nullptr; ++p)
+    for (const char* p = base + counted_; (p = static_cast<const char*>(std::memchr(p, '\n', base + start - p))) != nullptr; ++p)
       ++line_;
-    counted_ = at;
-    if (open_) close(at);
+    counted_ = start;
+    if (open_) close(start);
     open_ = true;
-    start_ = at;
+    start_ = start;
     start_line_ = line_;
   }
   scanned_ = std::max(scanned_, limit);

@@ -99,6 +99,7 @@ struct FileState {
   PemCutter cutter;
   std::shared_ptr<uint8_t[]> piece;
   size_t piece_size = 0;
+  std::vector<Object> batch;  // the objects of a piece, kept for its room
 };
 
 class Runner {
@@ -250,7 +251,7 @@ bool Runner::read_piece(std::unique_lock<std::mutex>& lock, size_t f) {
   const std::span<const uint8_t> text(piece.get(), filled);
   if (first && !looks_like_pem(std::string_view(reinterpret_cast<const char*>(text.data()), text.size())))
     return false;
-  std::vector<Object> batch;
+  std::vector<Object>& batch = file.batch;
   file.cutter.feed(text, complete, batch);
   for (Object& object : batch) object.hold = piece;
   if (complete) {
