@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -125,6 +126,7 @@ class Runner {
   void advance();  // past the object at the writer's position
   void settle();   // past files whose objects are all written
   void write_out(const char* data, size_t size);
+  void write_pending();  // with the token
   void progress_line(std::chrono::steady_clock::time_point start, bool& shown);
 
   const std::vector<Input>& inputs_;
@@ -146,7 +148,9 @@ class Runner {
   size_t buffered_ = 0;     // bytes of finished, unwritten objects
   size_t wfile_ = 0, wobj_ = 0;  // the object the output waits for
   bool writing_ = false;         // the write token
-  std::string pending_;          // finished text not yet handed to write(); the token holder's
+  // Finished texts not yet written, and their size; the token holder's.
+  std::vector<std::string> pending_;
+  size_t pending_bytes_ = 0;
   unsigned running_ = 0;
 
   std::atomic<uint64_t> objects_{0}, errors_{0};
@@ -163,8 +167,7 @@ class Runner::StreamSink : public Sink {
       runner_.writing_ = true;
       holding = true;
       lock.unlock();
-      runner_.write_out(runner_.pending_.data(), runner_.pending_.size());  // the token holder's alone
-      runner_.pending_.clear();
+      runner_.write_pending();  // the token holder's alone
     }
     runner_.write_out(text.data(), text.size());
     text.clear();
@@ -184,6 +187,29 @@ void Runner::wait(std::unique_lock<std::mutex>& lock) {
 
 void Runner::wake() {
   if (waiters_ > 0) cv_.notify_all();
+}
+
+void Runner::write_pending() {
+  std::array<iovec, 64> parts;
+  for (size_t next = 0; next < pending_.size() && !write_failed_;) {
+    size_t count = 0;
+    for (; count < parts.size() && next + count < pending_.size(); ++count)
+      parts[count] = {pending_[next + count].data(), pending_[next + count].size()};
+    ssize_t n = ::writev(options_.out_fd, parts.data(), static_cast<int>(count));
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      write_failed_ = true;
+      break;
+    }
+    // Whole texts written; the rest of one written in part goes by write().
+    for (; count > 0 && static_cast<size_t>(n) >= pending_[next].size(); --count) n -= static_cast<ssize_t>(pending_[next++].size());
+    if (n > 0) {
+      write_out(pending_[next].data() + n, pending_[next].size() - static_cast<size_t>(n));
+      ++next;
+    }
+  }
+  pending_.clear();
+  pending_bytes_ = 0;
 }
 
 void Runner::write_out(const char* data, size_t size) {
@@ -310,17 +336,18 @@ void Runner::drain(std::unique_lock<std::mutex>& lock) {
     while (wfile_ < files_.size() && files_[wfile_] && wobj_ < files_[wfile_]->slots.size() &&
            files_[wfile_]->slots[wobj_].done) {
       Slot& slot = files_[wfile_]->slots[wobj_];
-      pending_.append(slot.text);
-      buffered_ -= slot.text.size();
-      std::string().swap(slot.text);
+      if (!slot.text.empty()) {  // handed over, not copied
+        buffered_ -= slot.text.size();
+        pending_bytes_ += slot.text.size();
+        pending_.push_back(std::move(slot.text));
+      }
       advance();
     }
     const bool finished = wfile_ == files_.size();
-    if (pending_.size() < kWriteChunk && !finished) break;
+    if (pending_bytes_ < kWriteChunk && !finished) break;
     wake();  // the window moved
     lock.unlock();
-    write_out(pending_.data(), pending_.size());  // only the token holder touches pending_
-    pending_.clear();
+    write_pending();  // only the token holder touches pending_
     lock.lock();
     if (finished) break;
   }
@@ -459,7 +486,7 @@ RunResult Runner::go() {
     }
   }
   for (std::thread& worker : workers) worker.join();
-  write_out(pending_.data(), pending_.size());
+  write_pending();
   if (shown) {
     std::fputs("\r\033[K", stderr);
     std::fflush(stderr);
