@@ -3,6 +3,7 @@
 
 Usage: qelcert_json_test.py QELCERT DATA_DIR
 """
+import itertools
 import json
 import os
 import subprocess
@@ -113,6 +114,18 @@ order = sorted(names)
 want = [os.path.join(tree, n) for n in order for _ in range(2 if int(n[-3:]) % 4 == 2 else 1)]
 expect("order of files", [l["file"] for l in one], want)
 expect("status with -r", (status1, status2), (1, 1))
+
+# A PEM file over 1 MiB is read in pieces: blocks cut across pieces keep their
+# order and the line numbers of their errors.
+broken = "-----BEGIN CERTIFICATE-----\nMII!\n-----END CERTIFICATE-----\n"
+parts = [broken if i % 97 == 5 else pem("CERTIFICATE", cert) for i in range(4000)]
+big = write("big.pem", "".join(parts).replace("\n", "\r\n"))
+starts = list(itertools.accumulate((p.count("\n") for p in parts[:-1]), initial=1))
+for j in ("1", "2"):
+    status, lines, _ = run("json", "-j", j, big)
+    expect("pieces: order, -j " + j, [l["index"] for l in lines], list(range(len(parts))))
+    expect("pieces: error lines, -j " + j, [l["error"] for l in lines if "error" in l],
+           ["PEM block at line %d: bad base64" % starts[i] for i, p in enumerate(parts) if p is broken])
 
 if failures:
     print("\n".join(failures))
