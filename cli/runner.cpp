@@ -42,9 +42,11 @@ constexpr size_t kWindowObjects = 1024;
 constexpr size_t kWindowBytes = size_t{8} << 20;
 constexpr size_t kWriteChunk = size_t{64} << 10;
 // Regular files above this are read in pieces when they are PEM: the first
-// piece holds this much, the others up to kPiece with what they carry over.
+// piece holds this much, the others kPiece with what they carry over, small
+// enough to be still in the cache when their blocks are rendered.
 constexpr size_t kReadChunk = size_t{1} << 20;
-constexpr size_t kPiece = size_t{2} << 20;
+constexpr size_t kPiece = size_t{512} << 10;
+constexpr size_t kLongBlock = size_t{1} << 20;  // carried over at most this much, else the rest is read
 constexpr size_t kReadAhead = 256;  // objects left when the next piece is read
 // A worker takes up to this many objects of a file at once, as long as
 // their input stays within kBatchBytes, and writes their lines into one
@@ -53,30 +55,34 @@ constexpr size_t kBatchObjects = 16;
 constexpr size_t kBatchBytes = size_t{64} << 10;
 
 // Buffers for pieces, kept for the next piece: a fresh page costs a fault
-// when it is first written, and a kept buffer in huge pages costs none.
+// when it is first written, and a kept buffer costs none. They are cut from
+// regions in huge pages; a piece larger than kPiece has a buffer of its own.
 class PiecePool {
  public:
   std::shared_ptr<uint8_t[]> take(size_t capacity) {
-    Bytes bytes;
-    if (capacity <= kPiece) {
-      std::lock_guard<std::mutex> guard(mutex_);
-      if (!free_.empty()) {
-        bytes = std::move(free_.back());
-        free_.pop_back();
-      }
+    if (capacity > kPiece) {
+      Bytes bytes = allocate_bytes(capacity);
+      const BytesRelease release = bytes.get_deleter();
+      return std::shared_ptr<uint8_t[]>(bytes.release(), release);
     }
-    if (!bytes) bytes = allocate_bytes(std::max(capacity, kPiece));
-    const BytesRelease release = bytes.get_deleter();
-    if (capacity > kPiece) return std::shared_ptr<uint8_t[]>(bytes.release(), release);
-    return std::shared_ptr<uint8_t[]>(bytes.release(), [this, release](uint8_t* buffer) {
+    std::lock_guard<std::mutex> guard(mutex_);
+    if (free_.empty()) {
+      regions_.push_back(allocate_bytes(kRegion));
+      for (size_t at = 0; at + kPiece <= kRegion; at += kPiece) free_.push_back(regions_.back().get() + at);
+    }
+    uint8_t* buffer = free_.back();
+    free_.pop_back();
+    return std::shared_ptr<uint8_t[]>(buffer, [this](uint8_t* kept) {
       std::lock_guard<std::mutex> guard(mutex_);
-      free_.emplace_back(buffer, release);
+      free_.push_back(kept);
     });
   }
 
  private:
+  static constexpr size_t kRegion = size_t{2} << 20;
   std::mutex mutex_;
-  std::vector<Bytes> free_;
+  std::vector<Bytes> regions_;
+  std::vector<uint8_t*> free_;
 };
 
 struct Slot {
@@ -256,9 +262,12 @@ bool Runner::read_piece(std::unique_lock<std::mutex>& lock, size_t f) {
   const bool first = file.read == 0;
   const size_t keep = first ? 0 : file.cutter.keep();
   const size_t carry = file.piece_size - keep;
-  // A block longer than half a piece takes the rest of the file at once, so
-  // that no text is carried over twice.
-  const size_t capacity = first ? kReadChunk : carry <= kPiece / 2 ? kPiece : carry + (file.size - file.read);
+  // A block longer than kLongBlock takes the rest of the file at once, so
+  // that no long text is carried over again and again.
+  const size_t capacity = first                ? kReadChunk
+                          : carry <= kPiece / 2   ? kPiece
+                          : carry <= kLongBlock   ? carry + kPiece
+                                                  : carry + (file.size - file.read);
   std::shared_ptr<uint8_t[]> piece = pieces_.take(capacity);
   if (carry > 0) {
     std::memcpy(piece.get(), file.piece.get() + keep, carry);
