@@ -41,10 +41,10 @@ namespace {
 constexpr size_t kWindowObjects = 1024;
 constexpr size_t kWindowBytes = size_t{8} << 20;
 constexpr size_t kWriteChunk = size_t{64} << 10;
-// Regular files above this are read in pieces when they are PEM: the first
-// piece holds this much, the others kPiece with what they carry over, small
-// enough to be still in the cache when their blocks are rendered.
-constexpr size_t kReadChunk = size_t{1} << 20;
+// Regular files above this are read in pieces when their first piece holds
+// a BEGIN line (the others are read whole, and the whole text decides): each
+// piece holds this much with what it carries over from the one before, small
+// enough to be still in the cache when its blocks are rendered.
 constexpr size_t kPiece = size_t{512} << 10;
 constexpr size_t kLongBlock = size_t{1} << 20;  // carried over at most this much, else the rest is read
 constexpr size_t kReadAhead = 256;  // objects left when the next piece is read
@@ -264,8 +264,7 @@ bool Runner::read_piece(std::unique_lock<std::mutex>& lock, size_t f) {
   const size_t carry = file.piece_size - keep;
   // A block longer than kLongBlock takes the rest of the file at once, so
   // that no long text is carried over again and again.
-  const size_t capacity = first                ? kReadChunk
-                          : carry <= kPiece / 2   ? kPiece
+  const size_t capacity = first || carry <= kPiece / 2 ? kPiece
                           : carry <= kLongBlock   ? carry + kPiece
                                                   : carry + (file.size - file.read);
   std::shared_ptr<uint8_t[]> piece = pieces_.take(capacity);
@@ -306,7 +305,7 @@ void Runner::cut(std::unique_lock<std::mutex>& lock, size_t f) {
   std::string error = input.failure.value_or("");
   size_t size = 0;
   const int fd = input.failure ? -1 : open_input(input.path, size, error);
-  if (fd >= 0 && size > kReadChunk) {
+  if (fd >= 0 && size > kPiece) {
     file.fd = fd;
     file.size = size;
     if (read_piece(lock, f)) return;  // PEM: its pieces come one by one
