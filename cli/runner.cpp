@@ -1,13 +1,15 @@
 // Workers claim objects in output order: first the unclaimed objects of
 // files already (partly) cut into objects, lowest file first, then the next
-// file, which the claiming worker reads and cuts. A large PEM file is cut as
-// it is read, so its first blocks are rendered while the rest comes in. Each
-// object is rendered into its own string; whoever finishes the object the
-// output waits for takes the write token and writes every finished object
-// in order. An object whose text grows past kSpillSize waits for its turn,
-// takes the token and writes straight out. Claims stop while the window of
-// unwritten objects is full, except for the object the output waits for, so
-// nothing waits forever.
+// file, which the claiming worker reads and cuts. A large PEM file is read a
+// piece at a time: the next piece is read, by one worker, while the others
+// still have blocks of the last one to render, and a piece goes back to the
+// pool once its blocks are written. A worker claims a few consecutive
+// objects of a file at once and renders them into one string; whoever
+// finishes the object the output waits for takes the write token and writes
+// every finished text in order. An object whose text grows past kSpillSize
+// waits for its turn, takes the token and writes straight out. Claims stop
+// while the window of unwritten objects is full, except for the object the
+// output waits for, so nothing waits forever.
 #include "cli/runner.h"
 
 #include <fcntl.h>
