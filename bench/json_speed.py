@@ -7,6 +7,8 @@ Usage: bench/json_speed.py QELCERT [--copies N] [--runs N]
 
 Inputs: the system's CA bundle repeated N times (default 40) in one file, and
 the zlint certificates (../shared/thirdparty/zlint/certs) as separate files.
+The row "2 processes x half" runs two processes side by side, each on half
+the bundle: what two cores give at most, the yardstick for -j2.
 Each command runs --runs times (default 3); the best wall time counts.
 """
 import argparse, glob, os, subprocess, sys, tempfile, time  # noqa: E401
@@ -17,10 +19,14 @@ ZLINT = os.path.join(HERE, "..", "..", "shared", "thirdparty", "zlint", "certs")
 
 
 def best(command, runs):
+    """The best wall time of `command`, or of a list of commands run side by side."""
+    commands = command if isinstance(command[0], list) else [command]
     times = []
     for _ in range(runs):
         start = time.perf_counter()
-        subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+        running = [subprocess.Popen(c, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) for c in commands]
+        for process in running:
+            process.wait()
         times.append(time.perf_counter() - start)
     return min(times)
 
@@ -36,13 +42,18 @@ def main():
         one = f.read()
     per_copy = one.count(b"-----BEGIN CERTIFICATE-----")
     zlint = sorted(glob.glob(os.path.join(ZLINT, "*.der")))
-    with tempfile.NamedTemporaryFile(suffix=".pem") as bundle:
+    with tempfile.NamedTemporaryFile(suffix=".pem") as bundle, tempfile.NamedTemporaryFile(suffix=".pem") as half:
         bundle.write(one * args.copies)
         bundle.flush()
+        half.write(one * (args.copies // 2))
+        half.flush()
         count = per_copy * args.copies
         rows = [
             ("bundle", count, "qelcert json -j1", [args.qelcert, "json", "-j1", bundle.name]),
             ("bundle", count, "qelcert json -j2", [args.qelcert, "json", "-j2", bundle.name]),
+            # What two cores give at most: two processes, each on half the bundle.
+            ("bundle", per_copy * (args.copies // 2) * 2, "2 processes x half -j1",
+             [[args.qelcert, "json", "-j1", half.name]] * 2),
             ("bundle", count, "openssl storeutl -text", ["openssl", "storeutl", "-noout", "-text", "-certs", bundle.name]),
             ("bundle", count, "python cryptography", reference + [bundle.name]),
         ]
