@@ -649,3 +649,50 @@ struct CompiledChoice {
 #define QEL_SEQUENCE_OPS_(table) (&engine::CompiledSequence<table>::ops)
 #define QEL_LIST_OPS_(X, T, element_tag) (&engine::CompiledList<X, &T##_desc, element_tag>::ops)
 #define QEL_CHOICE_OPS_(X) (&engine::CompiledChoice<X, X##_alts>::ops)
+
+// Tables whose compiled operations other files' tables call directly. Such a
+// table stands in its family's tables header (types/*_tables.h), written
+// with the macros below instead of QEL_SEQUENCE, QEL_SEQUENCE_OF and
+// QEL_CHOICE; the family's .cpp defines its descriptor with
+// QEL_SHARED_DESC(X). Every file whose tables use one of these types
+// includes that header, so that all of them reach the type the same way.
+#define QEL_KNOWN_COMPILED_(X, ...)                                           \
+  namespace engine {                                                          \
+  template <>                                                                 \
+  inline constexpr const TypeOps* known_ops<&X##_desc> = &__VA_ARGS__::ops;   \
+  template <>                                                                 \
+  inline constexpr bool has_known_ops<&X##_desc> = true;                      \
+  }
+#define QEL_SHARED_SEQUENCE(X, ...)                                                     \
+  struct X##_table {                                                                    \
+    using R = X;                                                                        \
+    static constexpr FieldDesc fields[] = {__VA_ARGS__};                                \
+    static constexpr TypeDesc describe() {                                              \
+      return engine::sequence(#X, sizeof(X), fields,                                    \
+                              &engine::CompiledSequence<X##_table>::ops);               \
+    }                                                                                   \
+  };                                                                                    \
+  QEL_KNOWN_COMPILED_(X, engine::CompiledSequence<X##_table>)
+#define QEL_SHARED_SEQUENCE_OF(X, T, ...)                                                   \
+  struct X##_table {                                                                        \
+    static constexpr TypeDesc describe() {                                                  \
+      return engine::list(                                                                  \
+          #X, Shape::SequenceOf, sizeof(X),                                                 \
+          ListPart{.element = &T##_desc,                                                    \
+                   .element_tag = QEL_TAG_(__VA_ARGS__),                                    \
+                   .capacity = static_cast<uint32_t>(std::extent_v<decltype(X::items)>),   \
+                   .items_offset = offsetof(X, items)},                                     \
+          &engine::CompiledList<X, &T##_desc, QEL_TAG_(__VA_ARGS__)>::ops);                \
+    }                                                                                       \
+  };                                                                                        \
+  static_assert(std::is_same_v<decltype(X::count), int32_t> && offsetof(X, count) == 0);   \
+  QEL_KNOWN_COMPILED_(X, engine::CompiledList<X, &T##_desc, QEL_TAG_(__VA_ARGS__)>)
+#define QEL_SHARED_CHOICE(X, ...)                                                      \
+  struct X##_table {                                                                   \
+    static constexpr AltDesc alts[] = {__VA_ARGS__};                                   \
+    static constexpr TypeDesc describe() {                                             \
+      return engine::choice(#X, sizeof(X), alts, &engine::CompiledChoice<X, alts>::ops); \
+    }                                                                                  \
+  };                                                                                   \
+  QEL_KNOWN_COMPILED_(X, engine::CompiledChoice<X, X##_table::alts>)
+#define QEL_SHARED_DESC(X) constinit const TypeDesc X##_desc = X##_table::describe();
