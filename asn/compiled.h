@@ -80,6 +80,48 @@ QEL_KNOWN_OPS(UNDECODED_ASN_BLOCK, QEL_VALUE_OPS(UNDECODED_ASN_BLOCK, sizeof_UND
                                               _pack_UNDECODED_ASN_BLOCK))
 #undef QEL_KNOWN_OPS
 
+// The primitives whose decoder is decode_octets and nothing more.
+template <const TypeDesc* T>
+inline constexpr bool plain_octets = false;
+#define QEL_PLAIN_OCTETS(X) \
+  template <>               \
+  inline constexpr bool plain_octets<&X##_desc> = true;
+QEL_PLAIN_OCTETS(INTEGER)
+QEL_PLAIN_OCTETS(OBJECT_ID)
+QEL_PLAIN_OCTETS(OCTET_STRING)
+QEL_PLAIN_OCTETS(GeneralizedTime)
+QEL_PLAIN_OCTETS(UTCTime)
+QEL_PLAIN_OCTETS(IA5String)
+QEL_PLAIN_OCTETS(T61String)
+#undef QEL_PLAIN_OCTETS
+
+// The common case of decode_octets, without a call: a record that holds no
+// block, the tag asked for, a one-octet length field, 1 to 127 octets of
+// content before `limit`, a kept block of their class, no trace and no
+// failing allocation under test. It ends as decode_octets would; false, with
+// nothing touched, for anything else.
+inline __attribute__((always_inline)) bool decode_octets_inline(vbl_blk* value,
+                                                                const uint8_t** cursor,
+                                                                const uint8_t* limit,
+                                                                int32_t tag) {
+  const uint8_t* p = *cursor;
+  if (p > limit || limit - p < 2 || p[0] != static_cast<uint8_t>(tag)) return false;
+  const uint32_t n = p[1];
+  if (n - 1 >= 0x7Fu || static_cast<uint64_t>(limit - p) - 2 < n) return false;
+  if (value->bytes != nullptr || detail::test_hook_fail_nth_allocation != 0 ||
+      globalDebugLevel > 0)
+    return false;
+  detail::SmallCache& c = detail::hot_caches.octets;
+  const size_t k = detail::class_of(n);
+  if (c.heads[k] == nullptr) return false;
+  auto* bytes = static_cast<uint8_t*>(detail::pop_small(c, k));
+  copy_octets(bytes, p + 2, n);
+  value->bytes = bytes;
+  value->length = static_cast<int32_t>(n);
+  *cursor = p + 2 + n;
+  return true;
+}
+
 // The generic pieces the compiled operations share (asn/engine.cpp).
 int32_t seq_size(const TypeDesc* d, void* v, int32_t with_header);
 void seq_pack(const TypeDesc* d, uint8_t** cursor, void* v, int32_t tag, int32_t* err);
@@ -143,6 +185,8 @@ struct Op {
   }
   static QEL_ALWAYS_INLINE int32_t uip(void* v, const uint8_t** c, const uint8_t* limit,
                                        const uint8_t* outer, int32_t tag, int32_t* err) {
+    if constexpr (plain_octets<T>)
+      if (decode_octets_inline(static_cast<vbl_blk*>(v), c, limit, tag)) return 1;
     if constexpr (is_known) return known->uip(T, v, c, limit, outer, tag, err);
     else return T->ops->uip(T, v, c, limit, outer, tag, err);
   }
@@ -605,3 +649,50 @@ struct CompiledChoice {
 #define QEL_SEQUENCE_OPS_(table) (&engine::CompiledSequence<table>::ops)
 #define QEL_LIST_OPS_(X, T, element_tag) (&engine::CompiledList<X, &T##_desc, element_tag>::ops)
 #define QEL_CHOICE_OPS_(X) (&engine::CompiledChoice<X, X##_alts>::ops)
+
+// Tables whose compiled operations other files' tables call directly. Such a
+// table stands in its family's tables header (types/*_tables.h), written
+// with the macros below instead of QEL_SEQUENCE, QEL_SEQUENCE_OF and
+// QEL_CHOICE; the family's .cpp defines its descriptor with
+// QEL_SHARED_DESC(X). Every file whose tables use one of these types
+// includes that header, so that all of them reach the type the same way.
+#define QEL_KNOWN_COMPILED_(X, ...)                                           \
+  namespace engine {                                                          \
+  template <>                                                                 \
+  inline constexpr const TypeOps* known_ops<&X##_desc> = &__VA_ARGS__::ops;   \
+  template <>                                                                 \
+  inline constexpr bool has_known_ops<&X##_desc> = true;                      \
+  }
+#define QEL_SHARED_SEQUENCE(X, ...)                                                     \
+  struct X##_table {                                                                    \
+    using R = X;                                                                        \
+    static constexpr FieldDesc fields[] = {__VA_ARGS__};                                \
+    static constexpr TypeDesc describe() {                                              \
+      return engine::sequence(#X, sizeof(X), fields,                                    \
+                              &engine::CompiledSequence<X##_table>::ops);               \
+    }                                                                                   \
+  };                                                                                    \
+  QEL_KNOWN_COMPILED_(X, engine::CompiledSequence<X##_table>)
+#define QEL_SHARED_SEQUENCE_OF(X, T, ...)                                                   \
+  struct X##_table {                                                                        \
+    static constexpr TypeDesc describe() {                                                  \
+      return engine::list(                                                                  \
+          #X, Shape::SequenceOf, sizeof(X),                                                 \
+          ListPart{.element = &T##_desc,                                                    \
+                   .element_tag = QEL_TAG_(__VA_ARGS__),                                    \
+                   .capacity = static_cast<uint32_t>(std::extent_v<decltype(X::items)>),   \
+                   .items_offset = offsetof(X, items)},                                     \
+          &engine::CompiledList<X, &T##_desc, QEL_TAG_(__VA_ARGS__)>::ops);                \
+    }                                                                                       \
+  };                                                                                        \
+  static_assert(std::is_same_v<decltype(X::count), int32_t> && offsetof(X, count) == 0);   \
+  QEL_KNOWN_COMPILED_(X, engine::CompiledList<X, &T##_desc, QEL_TAG_(__VA_ARGS__)>)
+#define QEL_SHARED_CHOICE(X, ...)                                                      \
+  struct X##_table {                                                                   \
+    static constexpr AltDesc alts[] = {__VA_ARGS__};                                   \
+    static constexpr TypeDesc describe() {                                             \
+      return engine::choice(#X, sizeof(X), alts, &engine::CompiledChoice<X, alts>::ops); \
+    }                                                                                  \
+  };                                                                                   \
+  QEL_KNOWN_COMPILED_(X, engine::CompiledChoice<X, X##_table::alts>)
+#define QEL_SHARED_DESC(X) constinit const TypeDesc X##_desc = X##_table::describe();

@@ -134,7 +134,8 @@ inline bool read_length(const uint8_t*& pos, const uint8_t* limit, uint32_t& len
 
 // Copies n > 0 octets. Most values are a few to sixteen octets: those are
 // copied inline, in two overlapping words where they fill one.
-inline void copy_octets(uint8_t* to, const uint8_t* from, uint32_t n) {
+inline __attribute__((always_inline)) void copy_octets(uint8_t* to, const uint8_t* from,
+                                                      uint32_t n) {
   if (n - 1 < 3) {
     to[0] = from[0];
     to[n / 2] = from[n / 2];

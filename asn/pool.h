@@ -109,6 +109,7 @@ inline void give_record(void* record, size_t size, size_t dirty = SIZE_MAX) {
     // grains at most, too short to be worth a call.
     auto* bytes = static_cast<char*>(record);
     const size_t end = dirty < k * kGrain ? dirty : k * kGrain;
+#pragma GCC unroll 8
     for (size_t at = 0; at < end; at += kGrain) std::memset(bytes + at, 0, kGrain);
     std::memcpy(record, &c.heads[k], sizeof(void*));
     pool_poison(record, k * kGrain);

@@ -2,26 +2,22 @@
 #include "types/certificate.h"
 
 #include "asn/compiled.h"
+#include "types/certificate_tables.h"
 
 namespace qel {
 
 QEL_SEQUENCE(AlgorithmIdentifier,
              QEL_INLINE(algorithm, OBJECT_ID),
              QEL_OPTIONAL(parameters, UNDECODED_ASN_BLOCK))
-QEL_CHOICE(CertificateValidityDate,
-           QEL_ALT(utcTime, UTCTime),
-           QEL_ALT(generalTime, GeneralizedTime))
+QEL_SHARED_DESC(CertificateValidityDate)
 QEL_SEQUENCE(Validity,
              QEL_INLINE(notBefore, CertificateValidityDate),
              QEL_INLINE(notAfter, CertificateValidityDate))
 QEL_SEQUENCE(SubjectPublicKeyInfo,
              QEL_INLINE(algorithm, AlgorithmIdentifier),
              QEL_INLINE(subjectPublicKey, BIT_STRING))
-QEL_SEQUENCE(Extension,
-             QEL_INLINE(extnID, OBJECT_ID),
-             QEL_OPTIONAL(critical, BOOLEAN),
-             QEL_INLINE(extnValue, OCTET_STRING))
-QEL_SEQUENCE_OF(Extensions, Extension)
+QEL_SHARED_DESC(Extension)
+QEL_SHARED_DESC(Extensions)
 QEL_SEQUENCE(TBSCertificate,
              QEL_EXPLICIT_OPTIONAL(version, INTEGER, 0xA0),
              QEL_INLINE(serialNumber, INTEGER),

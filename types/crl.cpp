@@ -2,6 +2,7 @@
 #include "types/crl.h"
 
 #include "asn/compiled.h"
+#include "types/certificate_tables.h"
 
 namespace qel {
 
