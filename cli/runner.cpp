@@ -122,6 +122,7 @@ class Runner {
   class StreamSink;
   void work();
   bool window_full() const { return outstanding_ >= kWindowObjects || buffered_ >= kWindowBytes; }
+  size_t unclaimed(size_t f) const { return files_[f]->objects.size() - files_[f]->next_claim; }
   void wait(std::unique_lock<std::mutex>& lock);
   void wake();
   void cut(std::unique_lock<std::mutex>& lock, size_t f);
@@ -410,11 +411,9 @@ void Runner::work() {
     // piece of a file while the other workers still have its objects to take.
     const size_t streaming = streaming_.empty() ? SIZE_MAX : *streaming_.begin();
     const size_t first_open = open_.empty() ? SIZE_MAX : *open_.begin();
-    if (streaming != SIZE_MAX && (first_open > streaming || (first_open == streaming &&
-                                                            files_[streaming]->objects.size() -
-                                                                    files_[streaming]->next_claim <
-                                                                kReadAhead)) &&
-        !(window_full() && streaming != wfile_)) {
+    const bool read_next = streaming != SIZE_MAX && !(window_full() && streaming != wfile_) &&
+                           (first_open > streaming || (first_open == streaming && unclaimed(streaming) < kReadAhead));
+    if (read_next) {
       streaming_.erase(streaming_.begin());
       lock.unlock();
       read_piece(lock, streaming);  // publishes, and leaves the lock unlocked
@@ -430,8 +429,7 @@ void Runner::work() {
         continue;
       }
       // A batch, shared out evenly when few objects are left.
-      const size_t left = file.objects.size() - k;
-      const size_t most = std::min(kBatchObjects, std::max<size_t>(1, left / (2 * running_)));
+      const size_t most = std::min(kBatchObjects, std::max<size_t>(1, unclaimed(f) / (2 * running_)));
       size_t count = 1;
       for (size_t bytes = file.objects[k].der.size();
            count < most && (bytes += file.objects[k + count].der.size()) <= kBatchBytes;)

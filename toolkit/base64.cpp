@@ -123,10 +123,7 @@ int tc_decode_base64(uint8_t** bytes, uint32_t* length, const char* text) {
     // stops at the first that is not one, a terminator included.
     uint32_t a = kDecode256[s[0]], b = 0xFF, c = 0xFF, d = 0xFF;
     if (a < 64 && (b = kDecode256[s[1]]) < 64 && (c = kDecode256[s[2]]) < 64 && (d = kDecode256[s[3]]) < 64) {
-      const uint32_t v = a << 18 | b << 12 | c << 6 | d;
-      w[0] = static_cast<uint8_t>(v >> 16);
-      w[1] = static_cast<uint8_t>(v >> 8);
-      w[2] = static_cast<uint8_t>(v);
+      detail::store_group(w, a << 18 | b << 12 | c << 6 | d);
       w += 3;
       s += 4;
       skip_space();

@@ -1,5 +1,6 @@
-// The value of each octet as a base64 alphabet character (standard
-// alphabet), 0xFF for every octet outside it, "=" included.
+// Pieces of base64 decoding shared by the decoders: the value of each octet
+// as a character of the standard alphabet, 0xFF for every octet outside it
+// ("=" included), and the three octets of a group of four.
 #pragma once
 
 #include <array>
@@ -15,5 +16,12 @@ constexpr auto kBase64Values = [] {
   for (unsigned i = 0; i < 64; ++i) t[static_cast<unsigned char>(kBase64Alphabet[i])] = static_cast<uint8_t>(i);
   return t;
 }();
+
+// Writes the 24 bits of a group of four characters as three octets.
+inline void store_group(uint8_t* w, uint32_t bits) {
+  w[0] = static_cast<uint8_t>(bits >> 16);
+  w[1] = static_cast<uint8_t>(bits >> 8);
+  w[2] = static_cast<uint8_t>(bits);
+}
 
 }  // namespace qel::detail

@@ -100,7 +100,7 @@ class Body {
     const size_t n = text.size();
     size_t i = pos;
     for (;;) {
-      if (held_ == 0) {
+      if (chars_ % 4 == 0) {
         // Whole groups into the room there is. Locals: a store through an
         // octet pointer would make the compiler read every member again.
         const unsigned char* p = s + i;
@@ -116,10 +116,7 @@ class Body {
         while (s + n - p >= 4 && stop - w >= 3) {
           const uint32_t a = kValues[p[0]], b = kValues[p[1]], c = kValues[p[2]], d = kValues[p[3]];
           if ((a | b | c | d) > 63) break;
-          const uint32_t v = a << 18 | b << 12 | c << 6 | d;
-          w[0] = static_cast<uint8_t>(v >> 16);
-          w[1] = static_cast<uint8_t>(v >> 8);
-          w[2] = static_cast<uint8_t>(v);
+          detail::store_group(w, a << 18 | b << 12 | c << 6 | d);
           w += 3;
           p += 4;
         }
@@ -169,9 +166,10 @@ class Body {
     if (error_ != nullptr) return error_;
     if ((chars_ + padding_) % 4 != 0) return "base64 ends inside a group";
     if (padding_ > 2) return "bad base64";
-    if (padding_ != 0 && (last_ & (padding_ == 2 ? 0x0f : 0x03)) != 0) return "bad base64";
-    if (held_ == 2) room(1)[0] = static_cast<uint8_t>(group_ >> 4);
-    if (held_ == 3) {
+    // The group not yet whole ends with the last character, in its low bits.
+    if (padding_ != 0 && (group_ & (padding_ == 2 ? 0x0f : 0x03)) != 0) return "bad base64";
+    if (chars_ % 4 == 2) room(1)[0] = static_cast<uint8_t>(group_ >> 4);
+    if (chars_ % 4 == 3) {
       uint8_t* out = room(2);
       out[0] = static_cast<uint8_t>(group_ >> 10);
       out[1] = static_cast<uint8_t>(group_ >> 2);
@@ -188,19 +186,10 @@ class Body {
     used_ += count;
     return out;
   }
-  void put(uint32_t v) {  // the 24 bits of a whole group
-    uint8_t* out = room(3);
-    out[0] = static_cast<uint8_t>(v >> 16);
-    out[1] = static_cast<uint8_t>(v >> 8);
-    out[2] = static_cast<uint8_t>(v);
-  }
   void push(uint32_t v) {  // one character's six bits
     group_ = group_ << 6 | v;
-    last_ = v;
-    ++chars_;
-    if (++held_ == 4) {
-      put(group_);
-      held_ = 0;
+    if (++chars_ % 4 == 0) {
+      detail::store_group(room(3), group_);
       group_ = 0;
     }
   }
@@ -209,7 +198,7 @@ class Body {
   size_t used_ = 0;
   size_t chars_ = 0;  // alphabet characters
   size_t padding_ = 0;
-  uint32_t group_ = 0, held_ = 0, last_ = 0;  // the characters of the group not yet whole
+  uint32_t group_ = 0;  // the characters of the group not yet whole, chars_ % 4 of them
   const char* error_ = nullptr;
 };
 

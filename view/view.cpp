@@ -276,24 +276,23 @@ void append_universal(std::string& out, bytes_view octets) {
   if (n % 4 != 0) append_utf8(out, 0xFFFD);
 }
 
-// Whether values with `tag` are strings, whose text is UTF-8.
-bool string_type(uint8_t tag) {
-  switch (tag) {
-    case 0x0C: case 0x12: case 0x13: case 0x14: case 0x16: case 0x1A: case 0x1C: case 0x1E: return true;
-    default: return false;
-  }
+// The value of a string type as UTF-8; false for a type that is no string.
+// Whether values with `tag` are read as UTF-8: UTF8String, and the
+// one-octet string types (Numeric, Printable, IA5, Visible).
+bool read_as_utf8(uint8_t tag) {
+  return tag == 0x0C || tag == 0x12 || tag == 0x13 || tag == 0x16 || tag == 0x1A;
 }
 
-// The value of a string type as UTF-8; false for a type that is no string.
+// Whether values with `tag` are strings, whose text is UTF-8: those and
+// Teletex, Universal and BMP strings.
+bool string_type(uint8_t tag) { return read_as_utf8(tag) || tag == 0x14 || tag == 0x1C || tag == 0x1E; }
+
 bool append_string_value(std::string& out, uint8_t tag, bytes_view content) {
+  if (read_as_utf8(tag)) {
+    append_checked_utf8(out, content);
+    return true;
+  }
   switch (tag) {
-    case 0x12:  // NumericString
-    case 0x13:  // PrintableString
-    case 0x16:  // IA5String
-    case 0x1A:  // VisibleString
-    case 0x0C:  // UTF8String
-      append_checked_utf8(out, content);
-      return true;
     case 0x14: append_latin1(out, content); return true;        // TeletexString
     case 0x1E: append_bmp(out, content); return true;           // BMPString
     case 0x1C: append_universal(out, content); return true;     // UniversalString
@@ -898,15 +897,14 @@ std::string Oid::text() const {
 void Oid::append_text(std::string& out) const {
   if (content.empty() || (content.back() & 0x80) != 0) return;
   // An arc of k octets has at most 7k bits, 2.11k + 1 digits: the text
-  // takes at most four characters an octet, written here first.
-  char stack[256];
-  std::string heap;
-  char* const text = content.size() <= 60 ? stack : (heap.resize(4 * content.size() + 4), heap.data());
-  char* w = text;
+  // takes at most four characters an octet.
+  const size_t start = out.size();
+  out.resize(start + 4 * content.size() + 4);
+  char* w = out.data() + start;
   uint64_t arc = 0;
   bool first = true;
   for (const uint8_t octet : content) {
-    if (arc > (UINT64_MAX >> 7)) return;
+    if (arc > (UINT64_MAX >> 7)) return out.resize(start);
     arc = arc << 7 | (octet & 0x7F);
     if ((octet & 0x80) != 0) continue;
     if (first) {
@@ -916,20 +914,15 @@ void Oid::append_text(std::string& out) const {
       first = false;
     }
     *w++ = '.';
-    if (arc < 10) {
-      *w++ = static_cast<char>('0' + arc);
-    } else {
-      char digits[20];
-      char* p = digits + sizeof digits;
-      do {
-        *--p = static_cast<char>('0' + arc % 10);
-        arc /= 10;
-      } while (arc != 0);
-      w = std::copy(p, digits + sizeof digits, w);
-    }
-    arc = 0;
+    char digits[20];
+    char* p = digits + sizeof digits;
+    do {
+      *--p = static_cast<char>('0' + arc % 10);
+      arc /= 10;
+    } while (arc != 0);
+    w = std::copy(p, digits + sizeof digits, w);
   }
-  out.append(text, static_cast<size_t>(w - text));
+  out.resize(static_cast<size_t>(w - out.data()));
 }
 
 bool Oid::is(std::string_view dotted) const {
@@ -1030,17 +1023,16 @@ view_error NameView::rdns(std::vector<RelativeName>& rdns) const {
 static void append_attribute(std::string& out, const NameAttribute& a, const std::string* text,
                              std::string& scratch) {
   if (const char* name = short_name(a.type)) out += name;
-  else out += a.type.text();
+  else a.type.append_text(out);
   out += '=';
   if (text != nullptr) {
     if (string_type(a.tag)) append_escaped(out, *text);
     else out += *text;  // "#" and hex
     return;
   }
-  // ASCII in a one-octet string type is its own text: escaped straight from
-  // the DER.
-  const bool one_octet = a.tag == 0x0C || a.tag == 0x12 || a.tag == 0x13 || a.tag == 0x16 || a.tag == 0x1A;
-  if (one_octet && std::all_of(a.value.begin(), a.value.end(), [](uint8_t b) { return b < 0x80; })) {
+  // ASCII in a type read as UTF-8 is its own text: escaped straight from the
+  // DER.
+  if (read_as_utf8(a.tag) && std::all_of(a.value.begin(), a.value.end(), [](uint8_t b) { return b < 0x80; })) {
     append_escaped(out, std::string_view(reinterpret_cast<const char*>(a.value.data()), a.value.size()));
     return;
   }
@@ -1054,35 +1046,9 @@ static void append_attribute(std::string& out, const NameAttribute& a, const std
 }
 
 std::string NameView::rfc4514() const {
-  // The RDNs are found first, then written last first, each attribute read
-  // where it stands; a fault anywhere gives the empty text.
-  const uint8_t* origin = der_.data() - base_;
-  Element name, rdn, attr, type, value;
-  view_error error{};
-  if (!only_element(der_, origin, 0x30, name, error)) return {};
-  std::vector<bytes_view> rdns;
-  rdns.reserve(16);
-  Walker walker(name.content, origin);
-  while (!walker.at_end() && walker.take(rdn, 0x31)) rdns.push_back(rdn.content);
-  if (walker.failed()) return {};
-  std::string out, scratch;
-  out.reserve(der_.size() + 16);
-  for (size_t i = rdns.size(); i-- > 0;) {
-    if (i + 1 != rdns.size()) out += ',';
-    Walker attrs(rdns[i], origin);
-    for (bool first = true; !attrs.at_end(); first = false) {
-      if (!attrs.take(attr, 0x30)) return {};
-      Walker fields(attr.content, origin);
-      if (!fields.take(type, 0x06) || !fields.take(value) || !fields.finish()) return {};
-      if (!first) out += '+';
-      NameAttribute a;
-      a.type.content = type.content;
-      a.tag = value.tag;
-      a.value = value.content;
-      a.value_der = value.whole;
-      append_attribute(out, a, nullptr, scratch);
-    }
-  }
+  std::vector<RelativeName> read;
+  std::string out;
+  if (rdns(read).code == 0) append_rfc4514(out, read);  // a fault anywhere gives the empty text
   return out;
 }
 
